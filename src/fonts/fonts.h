@@ -1,0 +1,61 @@
+// fonts/fonts.h -- one FontRecord per pair of resource name and object number, with the map
+// from character codes to output codes, and the decoders that turn codes into bytes of text.
+// Font_CMAP is allocated per document by pdf_builder; page_resource_handler creates the records,
+// font_encoding_cmap_handler fills them, the page text reads them.
+#pragma once
+
+#include <cstdint>
+
+extern "C" {
+
+constexpr int FONT_NAME_SIZE = 52;       // font_name bytes, terminator included
+constexpr int FONT_MAP_SIZE = 10000;     // cmap_in / cmap_out entries; pairs past it are dropped
+constexpr int FONT_PAGE_LIST_SIZE = 2000;  // page_list entries; later pages are dropped
+constexpr int FONT_WIDTHS_SIZE = 10000;  // widths entries; a code past it reads width 0
+
+struct FontRecord {
+  char font_name[FONT_NAME_SIZE];   // resource name with its slash, as /F1
+  int32_t font_obj;                 // object number of the font dictionary
+  int32_t tounicode_obj;            // written, read by nothing
+  int32_t cmap_count;               // valid entries of cmap_in / cmap_out ("CMAP val")
+  int64_t cmap_in[FONT_MAP_SIZE];
+  int64_t cmap_out[FONT_MAP_SIZE];
+  int32_t page_list[FONT_PAGE_LIST_SIZE];  // page indices on which the font may be used
+  int32_t page_count;
+  int64_t widths[FONT_WIDTHS_SIZE]; // thousandths of the font size, by character code
+  int32_t encoding_kind;            // 0, 1 MacRoman, 2, 3, 9 WinAnsi, -99 Type3
+  int32_t bold;
+  int32_t italic;
+};
+
+extern FontRecord* Font_CMAP;  // GLOBAL_MAX_FONT_ENCODINGS entries; per document
+
+// Standard width tables: 91 entries, codes 32 to 122.
+extern const int times_roman_widths[91];
+extern const int arial_mt_widths[91];
+extern const int symbol_widths[91];
+extern const int times_bold_widths[91];  // declared, read by nothing
+extern const int test_widths[91];        // declared, read by nothing
+
+// Glyph name table shared by Differences and the embedded font scan.
+extern const int adobe_glyph_count;      // 101
+extern const char* const glyph_names[];
+extern const int32_t glyph_lookup[];
+
+// ---- font pass and readers ----
+int font_encoding_cmap_handler(int unused);                 // fills every font record; 0
+int process_cmap(int length, int font_index);               // ToUnicode from flate_dst_tmp_buffer
+int process_cmap_buffer_alt(int start, int stop, int font_index);  // ToUnicode from buffer
+int cmap_get_char(int code, int font_index);                // mapped code, or -1
+int differences_handler(char* text, int font_index);        // new pair total
+int fontfile_handler(char* text, int font_index);           // new pair total
+
+// ---- string decoders ----
+char* hex_handler_new(char* text, int length, int font_index, int font_size, float text_scale);
+char* char_special_handler(int code, int escape_flag);      // scratch text of one hex-string code
+char* char_special_handler_string(int code, int unused);    // scratch text of one literal-string code
+int standard_encoding_variances_handler(int code, int kind);
+int get_hex(int64_t* digits, int count);
+int get_hex_one_digit(int c);
+
+}  // extern "C"

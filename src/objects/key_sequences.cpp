@@ -1,0 +1,6 @@
+// objects/key_sequences.cpp -- (placeholder until the object layer lands)
+#include "objects/objects.h"
+extern "C" {
+#define SEQ(n) const int32_t n[] = {0};
+SEQ(form_seq) SEQ(encrypt_seq) SEQ(catalog_seq) SEQ(objstm_seq) SEQ(pages_seq) SEQ(page_seq) SEQ(font_seq) SEQ(resources_seq) SEQ(contents_seq) SEQ(count_seq) SEQ(kids_seq) SEQ(n_seq) SEQ(flatedecode_seq) SEQ(tounicode_seq) SEQ(encoding_seq) SEQ(differences_seq) SEQ(beginbfrange_seq) SEQ(endbfrange_seq) SEQ(xobject_seq) SEQ(image_seq) SEQ(im_seq) SEQ(dctdecode_seq) SEQ(height_seq) SEQ(width_seq) SEQ(metadata_seq) SEQ(beginbfchar_seq) SEQ(endbfchar_seq) SEQ(dccreator_seq) SEQ(xmp_modify_date_seq) SEQ(xmp_create_date_seq) SEQ(xmp_creator_tool_seq) SEQ(pdf_producer_seq) SEQ(ccittfaxdecode_seq) SEQ(jbig2decode_seq) SEQ(jpxdecode_seq) SEQ(widths_seq) SEQ(first_char_seq) SEQ(last_char_seq) SEQ(font_descriptor_seq) SEQ(font_file2_seq) SEQ(font_file_seq) SEQ(length1_seq) SEQ(mac_roman_encoding_seq) SEQ(pdf_doc_encoding_seq) SEQ(win_ansi_encoding_seq) SEQ(times_roman_seq) SEQ(times_new_roman_seq) SEQ(arial_mt_seq) SEQ(symbol_seq) SEQ(device_cmyk_seq) SEQ(color_space_seq) SEQ(type3_seq) SEQ(type0_seq) SEQ(char_procs_seq) SEQ(bold_seq) SEQ(italic_seq)
+}

@@ -1,0 +1,112 @@
+// objects/objects.h -- the PDF object layer: the file's bytes, the object list, key look-ups,
+// the page list and the functions that fill them. All positions are signed 32-bit indexes into
+// buffer, given as a start and a stop; -1 means none.
+#pragma once
+
+#include <cstdint>
+
+extern "C" {
+
+// ---- records ----
+struct ObjectRecord {
+  int32_t number;        // object number, -1 if none could be read
+  int32_t generation;    // generation, -1 if none; 0 for hidden objects
+  int32_t start;         // byte after "obj" (hidden: first copied byte)
+  int32_t stop;          // byte before "endobj" (hidden: last copied byte)
+  int32_t dict_start;    // first "<<", or start
+  int32_t dict_stop;     // last ">" of the closing ">>", or stop
+  int32_t stream_start;  // where the stream search begins; -1 without a closed dictionary
+  int32_t hidden;        // 1 for objects copied out of an object stream
+};
+
+struct KeyValueSpan {
+  int32_t key_start;     // last hit of the key's first character
+  int32_t key_stop;      // position after the key, -1 if not found
+  int32_t value_start;   // key_stop, or -1
+  int32_t value_stop;    // end of the value, or -1
+  int32_t open;          // nesting flag as the walk left it; read by nobody
+};
+
+struct NameNumberPair {
+  char name[1000];       // a name with its leading "/", or empty
+  int32_t number;        // as a rule an object number
+};
+
+constexpr int PAGE_MAX_CONTENTS = 500;  // content_obj entries of one page
+constexpr int PAGE_MAX_IMAGES = 500;    // image entries of one page
+constexpr int IMAGE_NAME_SIZE = 40;     // bytes of one image name, terminator included
+
+struct PageRecord {
+  int32_t page_obj;                            // page tree walk
+  int32_t content_count;                       // page resources
+  int64_t content_obj[PAGE_MAX_CONTENTS];
+  int32_t image_count;
+  int64_t image_obj[PAGE_MAX_IMAGES];
+  char image_name[PAGE_MAX_IMAGES][IMAGE_NAME_SIZE];
+  int64_t image_id[PAGE_MAX_IMAGES];
+  float image_x[PAGE_MAX_IMAGES];
+  float image_y[PAGE_MAX_IMAGES];
+  int64_t image_height[PAGE_MAX_IMAGES];
+  int64_t image_width[PAGE_MAX_IMAGES];
+  int64_t image_placed[PAGE_MAX_IMAGES];
+};
+
+// ---- document state (allocated and freed by pdf_builder) ----
+extern unsigned char* buffer;          // file bytes, then hidden objects; file length + 40000000
+extern int buffer_capacity;            // bytes allocated for buffer; no write or read goes past it
+extern ObjectRecord* obj;              // GLOBAL_MAX_OBJ entries
+extern ObjectRecord global_tmp_obj;    // last result of get_obj
+extern ObjectRecord catalog;           // copy of the catalog's record, hidden 0
+extern PageRecord* Pages;              // GLOBAL_MAX_PAGES entries plus one spare that reads as zero
+extern NameNumberPair* nn_global_tmp;  // GLOBAL_NN_TMP_COUNT entries; scratch of the extractors
+extern unsigned char* flate_dst_tmp_buffer;  // result of the last inflation; freed by its consumer
+extern unsigned char* objstm_flate_buffer;   // declared, never written or read
+extern int flate_count;                       // declared, never written or read
+
+constexpr int BUFFER_EXTRA_ROOM = 40000000;   // room behind the file for hidden objects
+constexpr int FLATE_OUTPUT_SIZE = 15000000;   // bytes of one inflation result
+
+// ---- key sequences (one int per character; compared with the stated length) ----
+extern const int32_t form_seq[], encrypt_seq[], catalog_seq[], objstm_seq[], pages_seq[],
+    page_seq[], font_seq[], resources_seq[], contents_seq[], count_seq[], kids_seq[], n_seq[],
+    flatedecode_seq[], tounicode_seq[], encoding_seq[], differences_seq[], beginbfrange_seq[],
+    endbfrange_seq[], xobject_seq[], image_seq[], im_seq[], dctdecode_seq[], height_seq[],
+    width_seq[], metadata_seq[], beginbfchar_seq[], endbfchar_seq[], dccreator_seq[],
+    xmp_modify_date_seq[], xmp_create_date_seq[], xmp_creator_tool_seq[], pdf_producer_seq[],
+    ccittfaxdecode_seq[], jbig2decode_seq[], jpxdecode_seq[], widths_seq[], first_char_seq[],
+    last_char_seq[], font_descriptor_seq[], font_file2_seq[], font_file_seq[], length1_seq[],
+    mac_roman_encoding_seq[], pdf_doc_encoding_seq[], win_ansi_encoding_seq[],
+    times_roman_seq[], times_new_roman_seq[], arial_mt_seq[], symbol_seq[], device_cmyk_seq[],
+    color_space_seq[], type3_seq[], type0_seq[], char_procs_seq[], bold_seq[], italic_seq[];
+
+// ---- byte readers ----
+char* get_string_from_buffer(int start, int stop);          // scratch, at most 250000 bytes
+char* get_string_from_byte_array(int64_t* array, int length);  // scratch, at most 10000 chars
+int get_int_from_buffer(int start, int stop);               // -1 on an empty text
+int get_int_from_byte_array(int64_t* array);                // -1 on an empty text
+float get_float_from_byte_array(int64_t* array);            // 0.0 on an empty text
+
+// ---- object list ----
+int build_obj_master_list(int file_length);  // fills obj; returns global_obj_counter
+int get_obj(int number);                     // index of the first match, copied to global_tmp_obj; or -1
+
+// ---- inflation and object streams ----
+int flate_handler_buffer_v2(int start, int stop);  // inflated length in flate_dst_tmp_buffer, or -1
+int objstm_handler(int start, int stop);           // hidden objects added, or -1
+
+// ---- dictionary look-up ----
+int dict_search_buffer(int start, int stop, const int32_t* key, int key_length);  // 1 or -1
+KeyValueSpan* dict_find_key_value_buffer(int start, int stop, const int32_t* key, int key_length);
+int extract_obj_from_buffer(int start, int stop);                       // pairs into nn_global_tmp
+int extract_obj_from_buffer_with_safety_check(int start, int stop);     // the same, or 0
+int dict_search(int64_t* array, int length, const int32_t* key, int key_length);  // 1 or 0
+int dict_find_key_value(int64_t* array, int length, const int32_t* key, int key_length);  // 0
+int extract_obj_from_dict_value(int64_t* array, int length);
+
+// ---- page tree, page resources, metadata ----
+int catalog_to_page_handler(int start, int stop);  // fills Pages; 0, or -1 (debug_mode 3, no root)
+int page_resource_handler(int unused);             // content, image and font lists; 0
+int is_new_font(char* name, int object_number);    // index of the record, or 999
+int metadata_handler(int start, int stop);         // fills the metadata of my_doc; 0
+
+}  // extern "C"

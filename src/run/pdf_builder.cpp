@@ -1,0 +1,296 @@
+// run/pdf_builder.cpp -- turns one PDF file into briks: reads it into buffer, runs the object
+// pass, the page tree walk, the resource and font passes, then the page loop.
+// Reads/writes: the per-document arrays (allocated here, freed on every road out) and counters.
+// Limits: files of MAX_FILE_LENGTH bytes or more are refused; see document_arrays_begin.
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+
+#include "fonts/fonts.h"
+#include "objects/objects.h"
+#include "run/run_state.h"
+#include "text/text.h"
+
+extern "C" {
+
+unsigned char* buffer = nullptr;
+int buffer_capacity = 0;
+ObjectRecord* obj = nullptr;
+PageRecord* Pages = nullptr;
+NameNumberPair* nn_global_tmp = nullptr;
+FontRecord* Font_CMAP = nullptr;
+
+constexpr int HEADLINES_SIZE = 50000;  // bytes of global_headlines
+
+// Positions are signed 32-bit: the file, the hidden objects behind it and one inflation result
+// must all stay below 2^31, so a file this long or longer is refused.
+constexpr int64_t MAX_FILE_LENGTH = INT32_MAX - (int64_t)BUFFER_EXTRA_ROOM - FLATE_OUTPUT_SIZE;
+
+// Hidden objects stop being added once the cursor passes the file's length plus this.
+constexpr int HIDDEN_OBJECT_ROOM = 38999999;
+
+// The tail of the file searched for /Encrypt: the last 300 bytes, up to 5 before the end.
+constexpr int ENCRYPT_TAIL = 300;
+constexpr int ENCRYPT_TAIL_END = 5;
+
+// Every array is taken at full capacity with calloc. Large zero-filled requests come straight
+// from fresh pages, so only what a document touches becomes resident. Pages has one spare
+// entry past GLOBAL_MAX_PAGES: the page walk may count one page past the cap, and that entry
+// then reads as zero instead of lying outside the array.
+void document_arrays_begin(void) {
+  Briks = static_cast<BrikRecord*>(calloc(GLOBAL_MAX_BRIKS, sizeof(BrikRecord)));
+  Font_CMAP = static_cast<FontRecord*>(calloc(GLOBAL_MAX_FONT_ENCODINGS, sizeof(FontRecord)));
+  Pages = static_cast<PageRecord*>(calloc(GLOBAL_MAX_PAGES + 1, sizeof(PageRecord)));
+  obj = static_cast<ObjectRecord*>(calloc(GLOBAL_MAX_OBJ, sizeof(ObjectRecord)));
+  nn_global_tmp = static_cast<NameNumberPair*>(calloc(GLOBAL_NN_TMP_COUNT, sizeof(NameNumberPair)));
+  global_headlines = static_cast<char*>(calloc(HEADLINES_SIZE, 1));
+}
+
+// Frees what document_arrays_begin and the file read took, in the order buffer, Briks,
+// Font_CMAP, Pages, obj, nn_global_tmp, global_headlines. Safe to call twice.
+void document_arrays_end(void) {
+  free(buffer);
+  buffer = nullptr;
+  buffer_capacity = 0;
+  free(Briks);
+  Briks = nullptr;
+  free(Font_CMAP);
+  Font_CMAP = nullptr;
+  free(Pages);
+  Pages = nullptr;
+  free(obj);
+  obj = nullptr;
+  free(nn_global_tmp);
+  nn_global_tmp = nullptr;
+  free(global_headlines);
+  global_headlines = nullptr;
+}
+
+// Reads the file at `path` into a new buffer with BUFFER_EXTRA_ROOM bytes behind it.
+// Returns the file's length, or -1 when the file cannot be opened or is too long.
+static int read_file_into_buffer(const char* path) {
+  FILE* f = fopen(path, "rb");
+  if (f == nullptr) {
+    log_at(49, "ERROR: pdf_parser - could not open file - can not process further - %s \n", path);
+    return -1;
+  }
+  fseeko(f, 0, SEEK_END);
+  int64_t length = ftello(f);
+  rewind(f);
+  if (length < 0 || length >= MAX_FILE_LENGTH) {
+    log_at(49, "ERROR: pdf_parser - file too large - can not process further - %lld \n",
+           static_cast<long long>(length));
+    fclose(f);
+    return -1;
+  }
+  buffer_capacity = static_cast<int>(length) + BUFFER_EXTRA_ROOM;
+  buffer = static_cast<unsigned char*>(calloc(buffer_capacity, 1));
+  size_t got = fread(buffer, 1, static_cast<size_t>(length), f);
+  fclose(f);
+  (void)got;  // a short read leaves zero bytes, which the scanners pass over
+  return static_cast<int>(length);
+}
+
+// ---- the /Encrypt search over the file's tail ----
+// The tail's bytes change only when a hidden object is appended right behind them (a match may
+// run a few bytes past the span's stop), so the result is kept until the cursor moves.
+static int encrypt_tail_result;
+static int encrypt_tail_cursor;
+
+static int search_encrypt_tail(int file_length) {
+  if (file_length <= ENCRYPT_TAIL_END) return -1;
+  if (encrypt_tail_cursor == global_buffer_cursor) return encrypt_tail_result;
+  int start = file_length > ENCRYPT_TAIL ? file_length - ENCRYPT_TAIL : 0;
+  encrypt_tail_result = dict_search_buffer(start, file_length - ENCRYPT_TAIL_END, encrypt_seq, 8);
+  encrypt_tail_cursor = global_buffer_cursor;
+  return encrypt_tail_result;
+}
+
+static void take_catalog(int index) {
+  catalog = obj[index];
+  catalog.hidden = 0;
+  metadata_handler(catalog.dict_start, catalog.dict_stop);
+}
+
+// Result of the object pass: 0 to go on, -2 when the file is encrypted.
+struct ObjectPass {
+  int catalog_found;
+  int hidden_count;
+};
+
+// ---- 1. the object pass: object streams, catalog, refusal of encrypted files ----
+static int run_object_pass(int master_count, int file_length, ObjectPass* pass) {
+  int encrypt_found = -1;
+  encrypt_tail_cursor = -1;
+  for (int i = 0; i < master_count; i++) {
+    int start = obj[i].dict_start;
+    int stop = obj[i].dict_stop;
+    if (dict_search_buffer(start, stop, objstm_seq, 6) == 1) {
+      if (global_buffer_cursor <= file_length + HIDDEN_OBJECT_ROOM) {
+        pass->hidden_count += objstm_handler(obj[i].stream_start, obj[i].stop);
+      } else {
+        log_at(39,
+               "WARNING:  pdf_parser - stopped adding hidden obj for safety - too big - may lead "
+               "to missing content or broken links - %d \n",
+               global_buffer_cursor);
+      }
+    }
+    if (pass->catalog_found < 0) {
+      pass->catalog_found = dict_search_buffer(start, stop, catalog_seq, 7);
+      if (pass->catalog_found == 1) take_catalog(i);
+    }
+    if (encrypt_found < 0) {
+      encrypt_found = dict_search_buffer(start, stop, encrypt_seq, 8);
+      if (encrypt_found == 1) {
+        log_at(39,
+               "WARNING:  pdf_parser - encrypted pdf - can not process further - Encrypt Dict - "
+               "%s \n",
+               log_enabled(39) ? get_string_from_buffer(start, stop) : "");
+        return -2;
+      }
+      encrypt_found = search_encrypt_tail(file_length);
+      if (encrypt_found == 1) {
+        log_at(49,
+               "ERROR:  pdf_parser - encrypted pdf - can not process further - found Encrypt in "
+               "pdf trailer. \n");
+        return -2;
+      }
+    }
+  }
+  return 0;
+}
+
+// ---- 2. the fallback catalog search among the hidden objects ----
+// It starts one index before the first hidden object, as the object pass left it.
+static void search_catalog_in_hidden(int master_count, ObjectPass* pass) {
+  log_at(9, "DEBUG: pdf_parser - unusual_case - searching in objstm for catalog: %d-%d \n",
+         master_count, global_obj_counter);
+  for (int i = master_count > 0 ? master_count - 1 : 0; i < global_obj_counter; i++) {
+    if (dict_search_buffer(obj[i].dict_start, obj[i].dict_stop, catalog_seq, 7) == 1) {
+      pass->catalog_found = 1;
+      take_catalog(i);
+      log_at(9, "DEBUG: pdf_parser - unusual_case - success OK - found Catalog Dict in ObjStm - %s \n",
+             log_enabled(9) ? get_string_from_buffer(catalog.dict_start, catalog.dict_stop) : "");
+      return;
+    }
+  }
+}
+
+// The image pass of a page: image export and the text of Form XObjects. Images are not
+// exported by this build, and no entry turns global_image_save_on on, so there is no work yet.
+static void run_image_pass(int page) { (void)page; }
+
+// ---- 3. the page loop ----
+static int run_page_loop(void) {
+  int blocks_created = 0;
+  for (int p = 0; p < global_page_count; p++) {
+    int page_briks = 0;
+    if (global_brik_counter >= GLOBAL_MAX_BRIKS) {
+      log_at(9, "DEBUG: pdf_parser - global_block_counter > 1000 - writing to disk now - %d \n",
+             global_brik_counter);
+      flush_brik_batch();
+    }
+    master_page_brik_start = global_brik_counter;
+    master_page_brik_stop = global_brik_counter;
+    GLOBAL_PAGE_CMAP = -1;
+
+    PageRecord* page = &Pages[p];
+    int content_count = page->content_count;
+    if (content_count > PAGE_MAX_CONTENTS) content_count = PAGE_MAX_CONTENTS;
+    if (p < 10) {
+      log_at(10, "DEBUG: pdf_parser - PAGE PROCESSING-MAIN-LOOP - %d - content entries - %d \n",
+             p, content_count);
+    } else {
+      log_at(9, "DEBUG: pdf_parser - PAGE PROCESSING-MAIN-LOOP - %d - content entries - %d \n",
+             p, content_count);
+    }
+    for (int c = 0; c < content_count; c++) {
+      if (get_obj(static_cast<int>(page->content_obj[c])) < 0) continue;
+      ObjectRecord stream = global_tmp_obj;
+      if (dict_search_buffer(stream.dict_start, stream.dict_stop, flatedecode_seq, 11) != 1) continue;
+      int length = flate_handler_buffer_v2(stream.stream_start, stream.stop);
+      int made = text_processor_page(length, p);
+      blocks_created += made;
+      page_briks += made;
+      global_text_found += made;
+      master_page_brik_stop = master_page_brik_start + made;
+      free(flate_dst_tmp_buffer);
+      flate_dst_tmp_buffer = nullptr;
+    }
+    if (page->image_count > 0 && global_image_save_on == 1) run_image_pass(p);
+
+    if (page_briks >= 1) {
+      log_at(9, "DEBUG: pdf_parser - briks added on page - %d - %d \n", p, page_briks);
+      global_total_pages_added++;
+    } else {
+      log_at(9, "DEBUG: no content found on page - %d \n", p);
+    }
+  }
+  return blocks_created;
+}
+
+// One PDF file into briks. Result: briks and images made (above 0), 0 nothing produced or the
+// file could not be read, -1 no catalog (or no page tree root at debug_mode 3), -2 encrypted.
+int pdf_builder(char* path, char* account, char* library, char* time_stamp) {
+  // ---- set-up ----
+  global_obj_counter = 0;
+  global_page_count = 0;
+  global_font_count = 0;
+  global_brik_counter = 0;
+  master_new_images_added = 0;
+  master_new_briks_added = 0;
+  global_text_found = 0;
+  global_unhandled_img_counter = 0;
+  global_brik_save_off = -1;
+  document_arrays_begin();
+
+  int file_length = read_file_into_buffer(path);
+  if (file_length < 0) {
+    document_arrays_end();
+    return 0;
+  }
+  global_buffer_cursor = file_length;
+  int master_count = build_obj_master_list(file_length);
+
+  ObjectPass pass = {-1, 0};
+  if (run_object_pass(master_count, file_length, &pass) == -2) {
+    document_arrays_end();
+    return -2;
+  }
+  if (pass.catalog_found <= 0 && pass.hidden_count >= 1) search_catalog_in_hidden(master_count, &pass);
+
+  // ---- page tree and fonts ----
+  if (pass.catalog_found <= 0) {
+    log_at(49,
+           "ERROR: pdf_parser - catalog not found - unusual - exiting and returning error code - "
+           "can not process further. \n");
+    document_arrays_end();
+    return -1;
+  }
+  if (catalog_to_page_handler(catalog.dict_start, catalog.dict_stop) == -1) {
+    document_arrays_end();
+    return -1;
+  }
+  page_resource_handler(0);
+  font_encoding_cmap_handler(0);
+  master_new_images_added = 0;
+
+  int blocks_created = run_page_loop();
+
+  // ---- end of the document ----
+  free(buffer);
+  buffer = nullptr;
+  buffer_capacity = 0;
+  if (global_brik_counter > 0) {
+    if (GLOBAL_WRITE_TO_DB == 1) {
+      log_at(9, "DEBUG: pdf_parser - at end of pdf_builder - writing to db - %d \n", global_brik_counter);
+    }
+    flush_brik_batch();
+  }
+  document_arrays_end();
+  log_at(9, "DEBUG: pdf_parser - document completed - total blocks created - %d \n", blocks_created);
+  return blocks_created;
+}
+
+}  // extern "C"

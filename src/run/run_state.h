@@ -1,0 +1,134 @@
+// run/run_state.h -- the run's global state: tunables, counters, text pointers, the two shared
+// records (BrikRecord, DocumentRecord) and the log. One copy per loaded library.
+// Written by the entry points (run), by pdf_builder (document) and by the passes named below.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+
+extern "C" {
+
+// ---- capacities and tuning values with a built-in value ----
+extern int GLOBAL_MAX_OBJ;              // 200000: entries of obj; never written
+extern int GLOBAL_MAX_PAGES;            // 5000: entries of Pages and the page cap; never written
+extern int GLOBAL_MAX_BRIKS;            // 1010: entries of Briks and the flush threshold; never written
+extern int GLOBAL_MAX_FONTS;            // 10000: declared, never read
+extern int GLOBAL_MAX_FONT_ENCODINGS;   // 10000: entries of Font_CMAP; never written
+extern int GLOBAL_MAX_INPUT_FILES;      // 5000: entries of files; never written
+extern int GLOBAL_NN_TMP_COUNT;         // 10000: entries of nn_global_tmp; never written
+extern int GLOBAL_DEFAULT_WIDTH_SIZE;   // 500: width of a glyph nothing is known about
+extern int GLOBAL_PAGE_CMAP;            // -1: font in force; -1 before each page (pdf_builder), carried by text_processor_page
+extern int GLOBAL_FONT_SIZE;            // 10: size in force; stored back by text_processor_page, never reset
+extern int GLOBAL_ENCODING;             // 2: 1 one byte per character, 2 UTF-8; entry
+extern int CHUNKING_SMART_EDGE;         // 1: cut chunks on blanks and sentence ends; entry
+extern int MAX_CHUNK_SIZE;              // 600: hard bound of a chunk; entry
+extern int TABLE_STRATEGY;              // 1: 0 or below no tables, 2 the loose test as well; entry
+extern int TABLE_GRID;                  // 1: table text with row and cell marks; entry
+extern int GLOBAL_GET_HEADER_TEXT;      // 1: briks carry header text; entry
+extern int DEBUG_STANDARD_LOGGER;       // 10: named level, never read
+extern int INFO_LOGGER;                 // 20: named level, never read
+extern int WARNING_LOGGER;              // 30: named level, never read
+extern int ERROR_LOGGER;                // 40: named level, never read
+extern int DEBUG_DEEP_LOGGER;           // 0: named level, never read
+extern int GLOBAL_LOGGER_LEVEL;         // 20: the log's threshold; entry
+
+// ---- values written by every entry (zero at load) ----
+extern int GLOBAL_BRIK_SIZE;            // target size of a text brik
+extern int GLOBAL_WRITE_TO_DB;          // 1: briks go to write_to_db, else write_to_file
+extern int GLOBAL_STRIP_HEADER;         // strip-header option; has no effect on the text
+extern int GLOBAL_STRIP_FOOTER;         // declared, never written or read
+extern int GLOBAL_ACTUAL_TEXT_FLAG;     // set by hex_handler_new, read and set by text_processor_page
+extern int IMG_MIN_HEIGHT;              // 5 on every run
+extern int IMG_MIN_WIDTH;               // 5 on every run
+extern int IMG_MIN_HxW;                 // 250 on every run
+extern int global_image_save_on;        // 1: the image pass of each page runs; -1: it does not
+extern int global_ccitt_image_save_on;  // 1 on every run
+extern int global_png_convert_on;       // 1 on every run
+extern int debug_mode;                  // the entry's debug mode; 3 alone has a meaning
+
+// ---- run-wide texts, borrowed from the entry's arguments or locals for the call ----
+extern FILE* log_stream;                // standard output, or the log file at log mode 60
+extern char* global_db;                 // "mongo", "postgres" or "sqlite"
+extern char* global_db_uri_string;      // batch entries only
+extern char* global_db_name;            // stored, never read
+extern char* global_account_name;
+extern char* global_library_name;
+extern char* global_time_stamp;         // "%c" time of the entry's start
+extern char* global_image_fp;           // work folder; images and the brik file go here
+extern char* global_write_to_filename;  // the brik file's name inside the work folder
+extern char* global_workspace_fp;       // declared, never written or read
+extern char* global_master_fp;          // declared, never written or read
+
+// ---- counters and trackers (Run: reset by the entry; Document: reset by pdf_builder) ----
+extern int global_obj_counter;          // Document: used entries of obj
+extern int global_page_count;           // Document: used entries of Pages
+extern int global_font_count;           // Document: used entries of Font_CMAP
+extern int global_brik_counter;         // Document, 0 at each flush: briks not yet flushed
+extern int global_buffer_cursor;        // Document (file length): first free byte of buffer
+extern int global_text_found;           // Document: briks made by text_processor_page
+extern int global_unhandled_img_counter;// Document: images of kinds not exported
+extern int global_brik_save_off;        // Document (-1): briks are cut while negative
+extern int master_new_briks_added;      // Document: set to 0, never otherwise touched
+extern int master_new_images_added;     // Document: images exported in this document
+extern int master_page_brik_start;      // each page, 0 at each flush: first brik of the page
+extern int master_page_brik_stop;       // each page, 0 at each flush: past the page's last text brik
+extern int master_brik_tracker;         // Run: block number of the next brik to the sink
+extern int master_doc_tracker;          // Run: document number
+extern int master_image_tracker;        // Run: number of the next image
+extern int global_table_count;          // batch entries only: tables made
+extern int global_total_pages_added;    // Run: pages that yielded a brik; every entry's result
+
+// ---- the two shared records ----
+struct BrikRecord {
+  int32_t master_index;        // zero-based page number
+  int32_t sub_index;           // image number on the page (-3 CMYK), or box index
+  int32_t coords_x;
+  int32_t coords_y;
+  int32_t coords_cx;           // image height, or page index on text and table briks
+  int32_t coords_cy;           // image width, or box index on text and table briks
+  char content_type[20];       // "text", "table" or "image"
+  char external_files[50];     // exported image file name
+  char header_text[50000];
+  char text[50000];
+  char table[100000];
+  char file_type[20];          // "PDF" on text, "pdf" on tables
+};
+
+struct DocumentRecord {
+  char author[1000];
+  char file_path[300];
+  char file_name[300];
+  char created_date[300];
+  char modified_date[300];
+  char creator_tool[300];
+  char account_name[100];
+  char library_name[100];
+};
+
+extern BrikRecord* Briks;              // GLOBAL_MAX_BRIKS entries; per document, zero-filled
+extern DocumentRecord my_doc;          // not cleared between documents
+extern char* global_headlines;         // 50000 bytes; per document, first byte 0
+
+// ---- the log ----
+// A line is written when GLOBAL_LOGGER_LEVEL is at or below its limit: 9 deep debug, 10 debug,
+// 39 warnings and info, 49 errors. Each line is one formatted write and a flush. A null
+// log_stream (a library used before any entry ran) means standard output.
+int log_enabled(int limit);
+void log_at(int limit, const char* format, ...) __attribute__((format(printf, 2, 3)));
+// The same write with no level test, for the few lines that are always written.
+void log_always(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+// ---- the flush of Briks, shared by every place that finds it full ----
+// Hands entries [0, global_brik_counter) to write_to_db or write_to_file, adds the count to
+// master_brik_tracker and sets global_brik_counter, master_page_brik_start and
+// master_page_brik_stop to 0. The sink's result is ignored.
+void flush_brik_batch(void);
+
+// ---- the document builder and the file-name helpers of the entries ----
+int pdf_builder(char* path, char* account, char* library, char* time_stamp);
+void document_arrays_begin(void);  // allocates Briks, Font_CMAP, Pages, obj, nn_global_tmp, global_headlines
+void document_arrays_end(void);    // frees buffer and those arrays; safe to call twice
+char* get_file_name(char* path);   // last "/" component; splits `path` in place; null if none
+char* get_file_type(char* name);   // scratch text after the last "."; null if none
+
+}  // extern "C"

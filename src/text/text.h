@@ -1,0 +1,29 @@
+// text/text.h -- the page content processor: one content stream in flate_dst_tmp_buffer becomes
+// text briks (and at most one table brik) in Briks. Also the text state readers and the pen
+// position globals that the hex decoder and the brik writer share.
+#pragma once
+
+#include <cstdint>
+
+extern "C" {
+
+struct TextState {
+  float scale;
+  float x;
+  float y;
+};
+
+extern float tm_x;   // x of the current line start; Tm, Td, TD
+extern float tm_y;   // y of the current line; Tm, Td, TD, T*
+extern float tml_x;  // running x of the pen; moved by each decoded character
+
+// Numbers read backwards from the window in front of an operator (scratch result).
+TextState* get_text_state(char* bytes, int length);          // Tm, cm: |d|, e, f
+TextState* get_text_state_from_td(char* bytes, int length);  // Td, TD: 0, tx, ty
+int evaluate_text_distance(float x1, float y1, float x2, float y2, int font_size, float scale);
+
+// One content stream of page `page`, `length` bytes in flate_dst_tmp_buffer (-1: inflation
+// failed). Returns the briks it made.
+int text_processor_page(int length, int page);
+
+}  // extern "C"

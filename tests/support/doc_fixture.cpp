@@ -1,0 +1,54 @@
+// tests/support/doc_fixture.cpp -- document state and log capture for the tests.
+#include "doc_fixture.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "objects/objects.h"
+#include "run/run_state.h"
+
+namespace pdftest {
+
+LoadedDoc::LoadedDoc(const std::string& bytes, bool scan_objects) {
+  global_obj_counter = 0;
+  global_page_count = 0;
+  global_font_count = 0;
+  global_brik_counter = 0;
+  global_brik_save_off = -1;
+  document_arrays_begin();
+  file_length = static_cast<int>(bytes.size());
+  buffer_capacity = file_length + BUFFER_EXTRA_ROOM;
+  buffer = static_cast<unsigned char*>(calloc(buffer_capacity, 1));
+  memcpy(buffer, bytes.data(), bytes.size());
+  global_buffer_cursor = file_length;
+  if (scan_objects) master_count = build_obj_master_list(file_length);
+}
+
+LoadedDoc::~LoadedDoc() { document_arrays_end(); }
+
+LogCapture::LogCapture(int level) {
+  saved_stream = log_stream;
+  saved_level = GLOBAL_LOGGER_LEVEL;
+  stream = open_memstream(&data, &size);
+  log_stream = stream;
+  GLOBAL_LOGGER_LEVEL = level;
+}
+
+LogCapture::~LogCapture() {
+  log_stream = saved_stream;
+  GLOBAL_LOGGER_LEVEL = saved_level;
+  fclose(stream);
+  free(data);
+}
+
+std::string LogCapture::text() {
+  fflush(stream);
+  return std::string(data, size);
+}
+
+int find(const std::string& haystack, const std::string& needle) {
+  size_t at = haystack.find(needle);
+  return at == std::string::npos ? -1 : static_cast<int>(at);
+}
+
+}  // namespace pdftest
