@@ -1,0 +1,124 @@
+// fonts/cmap_lookup.cpp -- cmap_get_char, the look-up of every decoder: the first pair of the
+// font's map whose input equals the code. Large maps get an index of first positions per
+// code, which gives the same answer as a front-to-back walk and is kept right as the map grows.
+// Reads: Font_CMAP. Writes: the index slots below. Limits: INDEX_SLOTS fonts indexed at once.
+#include <cstdint>
+#include <cstring>
+
+#include "fonts/font_internal.h"
+#include "fonts/fonts.h"
+#include "run/run_state.h"
+
+namespace {
+
+constexpr int INDEX_MIN_PAIRS = 48;       // smaller maps are walked; an index gains nothing there
+constexpr int INDEX_SLOTS = 32;           // fonts indexed at once; the oldest slot is reused next
+constexpr int INDEX_CODE_RANGE = 65536;   // codes 0..65535 are indexed; others are walked
+
+// One font's index: first_pos[code] is the position + 1 of the code's first pair, 0 if none.
+// It is trusted only while the record's first and last indexed pairs still read as they did,
+// and the count has not shrunk; every writer of the map in this folder also forgets it.
+struct CmapIndex {
+  const FontRecord* table = nullptr;  // Font_CMAP when built
+  int font_index = -1;                // -1: slot free
+  int count = 0;                      // pairs indexed, from the front
+  int64_t first_in = 0, first_out = 0, last_in = 0, last_out = 0;
+  uint16_t first_pos[INDEX_CODE_RANGE];
+  int32_t set_codes[FONT_MAP_SIZE];   // codes whose first_pos is set, to clear them again
+  int set_count = 0;
+};
+
+CmapIndex slots[INDEX_SLOTS];
+int next_victim = 0;
+
+void clear_slot(CmapIndex& slot) {
+  for (int k = 0; k < slot.set_count; k++) slot.first_pos[slot.set_codes[k]] = 0;
+  slot.set_count = 0;
+  slot.count = 0;
+  slot.font_index = -1;
+  slot.table = nullptr;
+}
+
+void note_ends(CmapIndex& slot, const FontRecord& font) {
+  slot.first_in = font.cmap_in[0];
+  slot.first_out = font.cmap_out[0];
+  slot.last_in = font.cmap_in[slot.count - 1];
+  slot.last_out = font.cmap_out[slot.count - 1];
+}
+
+bool ends_hold(const CmapIndex& slot, const FontRecord& font) {
+  return slot.count > 0 && font.cmap_in[0] == slot.first_in && font.cmap_out[0] == slot.first_out &&
+         font.cmap_in[slot.count - 1] == slot.last_in && font.cmap_out[slot.count - 1] == slot.last_out;
+}
+
+// Indexes pairs [slot.count, count) behind those already indexed; an earlier pair keeps its code.
+void extend_slot(CmapIndex& slot, const FontRecord& font, int count) {
+  for (int i = slot.count; i < count; i++) {
+    int64_t code = font.cmap_in[i];
+    if (code < 0 || code >= INDEX_CODE_RANGE || slot.first_pos[code] != 0) continue;
+    slot.first_pos[code] = static_cast<uint16_t>(i + 1);
+    slot.set_codes[slot.set_count++] = static_cast<int32_t>(code);
+  }
+  slot.count = count;
+  note_ends(slot, font);
+}
+
+// The slot for this font, built or brought up to `count` pairs.
+CmapIndex& slot_for(int font_index, const FontRecord& font, int count) {
+  for (CmapIndex& slot : slots) {
+    if (slot.font_index != font_index || slot.table != Font_CMAP) continue;
+    if (slot.count > count || !ends_hold(slot, font)) {
+      clear_slot(slot);
+      slot.font_index = font_index;
+      slot.table = Font_CMAP;
+    }
+    if (slot.count < count) extend_slot(slot, font, count);
+    return slot;
+  }
+  CmapIndex& slot = slots[next_victim];
+  next_victim = (next_victim + 1) % INDEX_SLOTS;
+  clear_slot(slot);
+  slot.font_index = font_index;
+  slot.table = Font_CMAP;
+  extend_slot(slot, font, count);
+  return slot;
+}
+
+int walk(const FontRecord& font, int count, int code) {
+  const int64_t wanted = code;
+  for (int i = 0; i < count; i++) {
+    if (font.cmap_in[i] == wanted) return static_cast<int32_t>(font.cmap_out[i]);
+  }
+  return -1;
+}
+
+}  // namespace
+
+void cmap_index_forget(int font_index) {
+  for (CmapIndex& slot : slots) {
+    if (slot.font_index == font_index) clear_slot(slot);
+  }
+}
+
+void cmap_index_forget_all() {
+  for (CmapIndex& slot : slots) {
+    if (slot.font_index != -1) clear_slot(slot);
+  }
+}
+
+extern "C" {
+
+// The output of the first pair of the font's map whose input is `code` (low 32 bits), or -1
+// when there is none, the font index is negative, or cmap_count is negative.
+int cmap_get_char(int code, int font_index) {
+  if (font_index < 0 || font_index >= GLOBAL_MAX_FONT_ENCODINGS || Font_CMAP == nullptr) return -1;
+  const FontRecord& font = Font_CMAP[font_index];
+  if (font.cmap_count < 0) return -1;
+  const int count = font.cmap_count > FONT_MAP_SIZE ? FONT_MAP_SIZE : font.cmap_count;
+  if (count < INDEX_MIN_PAIRS || code < 0 || code >= INDEX_CODE_RANGE) return walk(font, count, code);
+  const CmapIndex& slot = slot_for(font_index, font, count);
+  const int pos = slot.first_pos[code];
+  return pos == 0 ? -1 : static_cast<int32_t>(font.cmap_out[pos - 1]);
+}
+
+}  // extern "C"
