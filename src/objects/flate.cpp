@@ -1,10 +1,236 @@
-// objects/flate.cpp -- (placeholder until the object layer lands)
-#include "objects/objects.h"
+// objects/flate.cpp -- inflates one stream of buffer into flate_dst_tmp_buffer, and unpacks an
+// object stream: its objects are copied behind the file's bytes and listed as hidden objects.
+// Reads: buffer. Writes: flate_dst_tmp_buffer, buffer[global_buffer_cursor..], obj[], counters.
+// Limits: FLATE_OUTPUT_SIZE bytes per inflation; the header and copy limits below.
+#include <zlib.h>
+
 #include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "objects/objects.h"
+#include "run/run_state.h"
+
 extern "C" {
+
 unsigned char* flate_dst_tmp_buffer = nullptr;
 unsigned char* objstm_flate_buffer = nullptr;
 int flate_count = 0;
-int flate_handler_buffer_v2(int, int) { flate_dst_tmp_buffer = (unsigned char*)malloc(FLATE_OUTPUT_SIZE); return -1; }
-int objstm_handler(int, int) { return -1; }
+
+constexpr int STREAM_KEYWORD_REACH = 15;  // bytes after the dictionary searched for "str"
+constexpr int FLATE_GUARD_BYTES = 16;     // zero bytes kept behind every inflation result, so a
+                                          // consumer that reads a little past the end reads zeros
+
+constexpr int OBJSTM_HEADER_MAX = 50000;       // numbers and offsets of one header; more are dropped
+constexpr int OBJSTM_DIGITS_MAX = 10000;       // digits of one header number; more are dropped
+constexpr int OBJSTM_LAST_OBJECT_MAX = 10000;  // bytes of a stream's last object; the rest is dropped
+constexpr int OBJSTM_LARGE_STREAM = 1000000;   // an inflated stream past this is logged
+constexpr int OBJ_COUNTER_WARN = 199000;       // past this, each hidden object is warned of
+constexpr int OBJ_COUNTER_KEEP = 199998;       // records stop being counted at this
+
+static inline int byte_at(int pos) {
+  if (buffer == nullptr || pos < 0 || pos >= buffer_capacity) return -1;
+  return buffer[pos];
 }
+
+// Inflates the stream whose dictionary ends at `start` (the object's stream_start) and whose
+// object ends at `stop`. Returns the inflated length, or -1. flate_dst_tmp_buffer always holds a
+// fresh allocation afterwards, which the caller frees.
+int flate_handler_buffer_v2(int start, int stop) {
+  // ---- 1. the result buffer: malloc, since zeroing 15 MB per call costs more than the inflation ----
+  flate_dst_tmp_buffer = static_cast<unsigned char*>(malloc(FLATE_OUTPUT_SIZE + FLATE_GUARD_BYTES));
+
+  // ---- 2. the "stream" keyword, by its first three letters within 15 bytes ----
+  int n = (stop - start < STREAM_KEYWORD_REACH + 1) ? stop - start : STREAM_KEYWORD_REACH;
+  int offset = 0;
+  for (int i = 0; i < n; i++) {
+    if (byte_at(start + i) == 's' && byte_at(start + i + 1) == 't' && byte_at(start + i + 2) == 'r' &&
+        i + 2 < n) {
+      offset = i + 6;
+      break;
+    }
+  }
+
+  // ---- 3. up to two line-end bytes ----
+  for (int k = 0; k < 2; k++) {
+    int c = byte_at(start + offset);
+    if (c == '\n' || c == '\r') offset++;
+  }
+
+  // ---- 4. one inflate with Z_FINISH over [start + offset, stop) ----
+  int from = start + offset;
+  int end = stop < buffer_capacity ? stop : buffer_capacity;
+  int input_length = (from >= 0 && end > from) ? end - from : 0;
+  z_stream zs;
+  memset(&zs, 0, sizeof zs);
+  zs.next_in = input_length > 0 ? buffer + from : nullptr;
+  zs.avail_in = static_cast<uInt>(input_length);
+  zs.next_out = flate_dst_tmp_buffer;
+  zs.avail_out = FLATE_OUTPUT_SIZE;
+  int init = inflateInit(&zs);
+  int ret = init;
+  if (init == Z_OK) {
+    ret = inflate(&zs, Z_FINISH);
+    inflateEnd(&zs);
+  }
+  int total = init == Z_OK ? static_cast<int>(zs.total_out) : 0;
+  memset(flate_dst_tmp_buffer + total, 0, FLATE_GUARD_BYTES);
+
+  // ---- 5. and 6. the result ----
+  if (ret < 0) {
+    log_at(9,
+           "DEBUG:  pdf_parser - inflate problem (may be small or large impact - likely to result "
+           "in some content missing in file)- err-%d-ret-%d-%d-%d \n",
+           init, ret, byte_at(from), byte_at(from + 1));
+    return -1;
+  }
+  if (ret == Z_OK || ret == Z_STREAM_END) return total;
+  return -1;
+}
+
+// ---- object streams ----
+
+// Where an object's bytes begin in the inflated data: `first` plus its offset, `first` for a
+// negative offset, never past the data's end.
+static int object_source_start(int first, int offset, int length) {
+  int at = offset < 0 ? first : first + offset;
+  return at > length ? length : at;
+}
+
+// Unpacks the object stream of the object whose stream_start and stop are given. Each object is
+// copied to buffer at global_buffer_cursor and gets a hidden record in obj. Returns the records
+// added, or -1 when the stream could not be inflated. Frees flate_dst_tmp_buffer.
+int objstm_handler(int start, int stop) {
+  // ---- 1. inflate ----
+  int length = flate_handler_buffer_v2(start, stop);
+  if (length <= 0) {
+    log_at(10,
+           "DEBUG:  pdf_parser - objstm_handler - no stream found - could not decompress Flate "
+           "ObjStm- skipping. \n");
+    free(flate_dst_tmp_buffer);
+    flate_dst_tmp_buffer = nullptr;
+    return -1;
+  }
+  if (length > OBJSTM_LARGE_STREAM) {
+    log_at(9, "DEBUG: pdf_parser - objstm_handler - large stream found - %d \n", length);
+  }
+  const unsigned char* data = flate_dst_tmp_buffer;
+
+  // ---- 2. the header: object numbers and offsets, up to the first "<" or "[" ----
+  // An offset that the header never gave is taken as the data's end: the object gets no bytes.
+  std::vector<int> numbers(OBJSTM_HEADER_MAX, 0);
+  std::vector<int> offsets(OBJSTM_HEADER_MAX, length);
+  std::vector<int64_t> digits(OBJSTM_DIGITS_MAX + 1, 0);
+  int count = 0;
+  int offset_count = 0;
+  int digit_count = 0;
+  int first = 0;
+  int in_number = 0;
+  int expect_number = 1;
+  bool header_full = false;
+  for (int i = 0; i < length; i++) {
+    unsigned char c = data[i];
+    if (in_number == 1 && (c == ' ' || c == '\n' || c == '\r')) {
+      digits[digit_count] = 0;
+      int value = get_int_from_byte_array(digits.data());
+      digit_count = 0;
+      in_number = 0;
+      if (expect_number == 1) {
+        if (count < OBJSTM_HEADER_MAX) numbers[count++] = value;
+        else header_full = true;
+        expect_number = 0;
+      } else {
+        if (offset_count < OBJSTM_HEADER_MAX) offsets[offset_count++] = value;
+        else header_full = true;
+        expect_number = 1;
+      }
+    }
+    if (c == '<' || c == '[') {
+      first = i;
+      break;
+    }
+    if (c >= '0' && c <= '9') {
+      if (digit_count < OBJSTM_DIGITS_MAX) digits[digit_count++] = c;
+      in_number = 1;
+    }
+  }
+  if (header_full) {
+    log_at(39, "WARNING: pdf_parser - objstm_handler - more than %d objects in header - rest dropped \n",
+           OBJSTM_HEADER_MAX);
+  }
+
+  // ---- 3. copy each object behind the file and list it ----
+  ObjectRecord overflow_record = {};  // takes the record when obj is already full
+  int added = 0;
+  int in_dict = 0;
+  int depth = 0;
+  bool bytes_dropped = false;
+  for (int k = 0; k < count; k++) {
+    // 3.1 and 3.2: the source span
+    int src_start = object_source_start(first, offsets[k], length);
+    int src_stop;
+    if (k + 1 < count) {
+      src_stop = object_source_start(first, offsets[k + 1], length);
+    } else {
+      src_stop = src_start + OBJSTM_LAST_OBJECT_MAX < length ? src_start + OBJSTM_LAST_OBJECT_MAX
+                                                              : length;
+    }
+
+    // 3.3: the record
+    ObjectRecord* rec = global_obj_counter < GLOBAL_MAX_OBJ ? &obj[global_obj_counter] : &overflow_record;
+    rec->number = numbers[k];
+    rec->generation = 0;
+    rec->hidden = 1;
+    rec->start = global_buffer_cursor;
+    rec->dict_start = global_buffer_cursor;
+    rec->dict_stop = -1;
+
+    // 3.4
+    if (global_obj_counter > OBJ_COUNTER_WARN) {
+      log_at(39,
+             "WARNING: pdf_parser - global obj counter exceeeded MAX - 200,000 objects- unusual "
+             "case - %d - %d \n",
+             global_obj_counter, global_buffer_cursor);
+    }
+
+    // 3.5: copy, marking the dictionary's close; bytes past the end of buffer are dropped
+    for (int j = src_start; j < src_stop; j++) {
+      if (data[j] == '<' && j + 1 < src_stop && data[j + 1] == '<') {
+        in_dict = 1;
+        depth++;
+      }
+      if (data[j] == '>' && j + 1 < src_stop && data[j + 1] == '>' && in_dict == 1) {
+        depth--;
+        if (depth < 1) {
+          in_dict = 0;
+          rec->dict_stop = global_buffer_cursor + 1;
+          rec->stream_start = global_buffer_cursor + 2;
+        }
+      }
+      if (global_buffer_cursor < buffer_capacity) buffer[global_buffer_cursor] = data[j];
+      else bytes_dropped = true;
+      global_buffer_cursor++;
+    }
+
+    // 3.6 and 3.7
+    if (rec->dict_stop == -1) rec->dict_stop = global_buffer_cursor - 1;
+    rec->stop = global_buffer_cursor - 1;
+    if (global_obj_counter < OBJ_COUNTER_KEEP && rec != &overflow_record) {
+      global_obj_counter++;
+      added++;
+    }
+  }
+  if (bytes_dropped) {
+    log_at(39,
+           "WARNING: pdf_parser - objstm_handler - hidden objects reach past the end of buffer - "
+           "bytes dropped - %d \n",
+           global_buffer_cursor);
+  }
+
+  // ---- 4. done ----
+  free(flate_dst_tmp_buffer);
+  flate_dst_tmp_buffer = nullptr;
+  return added;
+}
+
+}  // extern "C"

@@ -1,8 +1,182 @@
-// objects/object_list.cpp -- (placeholder until the object layer lands)
+// objects/object_list.cpp -- finds every "obj ... endobj" in buffer by scanning bytes, never the
+// cross-reference table, and looks objects up by number.
+// Reads: buffer[0, file_length). Writes: obj[], global_obj_counter, global_tmp_obj, catalog.
+// Limits: GLOBAL_MAX_OBJ records; objects past it do not exist for the document.
+#include <unordered_map>
+
 #include "objects/objects.h"
+#include "run/run_state.h"
+
 extern "C" {
+
 ObjectRecord global_tmp_obj;
 ObjectRecord catalog;
-int build_obj_master_list(int) { return 0; }
-int get_obj(int) { global_tmp_obj = ObjectRecord{-1, 0, -1, -1, -1, -1, -1, 0}; return -1; }
+
+constexpr int NUMBER_WINDOW = 12;       // bytes before the body searched for "N G", "obj" included
+constexpr int HEADER_SKIP = 9;          // the window's start for the first objects: past "%PDF-1.x\n"
+constexpr int NUMBER_DIGITS_MAX = 9;    // digits kept of a number or generation; 10-element arrays
+
+// ---- the index behind get_obj ----
+// get_obj answers as a walk over obj[0, global_obj_counter) from index 0 would: the first entry
+// with the number wins. The index maps each number to that first index. It is built lazily, and
+// built again whenever obj is another array or global_obj_counter has changed since (object
+// streams append hidden objects; a caller may refill the list), or when a hit does not hold the
+// number asked for. Only the cost of a look-up changes, not its answer.
+static std::unordered_map<int32_t, int32_t> first_index_of;
+static const ObjectRecord* indexed_array = nullptr;
+static int indexed_count = -1;
+
+static void index_forget(void) {
+  first_index_of.clear();
+  indexed_array = nullptr;
+  indexed_count = -1;
 }
+
+static void index_rebuild(void) {
+  first_index_of.clear();
+  int count = global_obj_counter < GLOBAL_MAX_OBJ ? global_obj_counter : GLOBAL_MAX_OBJ;
+  if (count < 0) count = 0;
+  first_index_of.reserve(static_cast<size_t>(count) * 2);
+  for (int i = 0; i < count; i++) first_index_of.emplace(obj[i].number, i);
+  indexed_array = obj;
+  indexed_count = global_obj_counter;
+}
+
+// Index of the first entry with `number` in obj[0, global_obj_counter), or -1.
+static int find_first_index(int number) {
+  if (indexed_array != obj || indexed_count != global_obj_counter) index_rebuild();
+  auto hit = first_index_of.find(number);
+  if (hit == first_index_of.end()) return -1;
+  if (obj[hit->second].number == number) return hit->second;
+  index_rebuild();  // the list was rewritten in place
+  hit = first_index_of.find(number);
+  return hit == first_index_of.end() ? -1 : hit->second;
+}
+
+// Copies the first entry with `number` (generation ignored) to global_tmp_obj and returns its
+// index; or -1, with global_tmp_obj set to number -1, generation 0, all spans -1, hidden 0.
+int get_obj(int number) {
+  global_tmp_obj = ObjectRecord{-1, 0, -1, -1, -1, -1, -1, 0};
+  if (obj == nullptr) return -1;
+  int index = find_first_index(number);
+  if (index < 0) return -1;
+  global_tmp_obj = obj[index];
+  return index;
+}
+
+// ---- the object scan ----
+
+static inline bool bytes_are(int i, const char* word, int length) {
+  for (int k = 0; k < length; k++) {
+    if (buffer[i + k] != static_cast<unsigned char>(word[k])) return false;
+  }
+  return true;
+}
+
+// Reads "N G" from the bytes [from, body): the first digit opens the number, each blank or line
+// end moves on one step (number, generation, done). Digits past the room of the arrays are
+// dropped. An empty text gives -1.
+static void read_number_and_generation(int from, int body, int* number, int* generation) {
+  int64_t num[NUMBER_DIGITS_MAX + 1] = {0};
+  int64_t gen[NUMBER_DIGITS_MAX + 1] = {0};
+  int num_len = 0;
+  int gen_len = 0;
+  int state = 0;
+  for (int j = from; j < body; j++) {
+    unsigned char c = buffer[j];
+    if (c >= '0' && c <= '9') {
+      if (state == 0) state = 1;
+      if (state == 1 && num_len < NUMBER_DIGITS_MAX) num[num_len++] = c;
+      else if (state == 2 && gen_len < NUMBER_DIGITS_MAX) gen[gen_len++] = c;
+    } else if (c == ' ' || c == '\r' || c == '\n') {
+      if (state == 2) state = 3;
+      else if (state == 1) state = 2;
+    }
+  }
+  *number = get_int_from_byte_array(num);
+  *generation = get_int_from_byte_array(gen);
+}
+
+// Walks buffer[0, file_length) for "obj", "<<", ">>" and "endobj" and appends one record per
+// object to obj in file order. Returns global_obj_counter. Logs once at the cap.
+int build_obj_master_list(int file_length) {
+  index_forget();
+  if (file_length > buffer_capacity) file_length = buffer_capacity;
+
+  // ---- 0. scanner state ----
+  int in_object = -1;
+  int body = -1;
+  int dict_first = -1;
+  int dict_last = -1;
+  int in_dict = -1;
+  int depth = 0;
+  int previous_stop = -1;
+  int consumed = 0;  // no test matches at or before this position
+
+  for (int i = 0; i < file_length; i++) {
+    // ---- 1. object start ----
+    if (i > consumed && in_object == -1 && i + 3 < file_length && bytes_are(i, "obj", 3)) {
+      body = i + 3;
+      in_object = 1;
+      consumed = i + 2;
+      depth = 0;
+    }
+    // ---- 2. dictionary open ----
+    if (i > consumed && in_object == 1 && dict_last == -1 && i + 1 < file_length &&
+        bytes_are(i, "<<", 2)) {
+      if (dict_first == -1) dict_first = i;
+      in_dict = 1;
+      consumed = i + 1;
+      depth++;
+    }
+    // ---- 3. dictionary close ----
+    if (i > consumed && in_object == 1 && in_dict == 1 && i + 1 < file_length &&
+        bytes_are(i, ">>", 2)) {
+      depth--;
+      if (depth < 1) {
+        dict_last = i + 1;
+        in_dict = -1;
+      }
+      consumed = i + 1;
+    }
+    // ---- 4. object end: record it ----
+    if (i > consumed && in_object == 1 && i + 6 < file_length && bytes_are(i, "endobj", 6)) {
+      int stop = i - 1;
+      consumed = i + 6;
+
+      int from = body > 21 ? body - NUMBER_WINDOW : HEADER_SKIP;
+      if (from < previous_stop && previous_stop >= 0) from = previous_stop + 1;
+      int number = -1;
+      int generation = -1;
+      read_number_and_generation(from, body, &number, &generation);
+
+      if (global_obj_counter < GLOBAL_MAX_OBJ) {
+        ObjectRecord* rec = &obj[global_obj_counter];
+        rec->number = number;
+        rec->generation = generation;
+        rec->start = body;
+        rec->stop = stop;
+        rec->dict_start = dict_first != -1 ? dict_first : body;
+        rec->dict_stop = dict_last != -1 ? dict_last : stop;
+        rec->stream_start = dict_last;
+        rec->hidden = 0;
+        global_obj_counter++;
+      }
+
+      previous_stop = stop;
+      body = -1;
+      dict_first = -1;
+      dict_last = -1;
+      in_object = -1;
+
+      if (global_obj_counter >= GLOBAL_MAX_OBJ) {
+        log_at(39, "WARNING:  pdf_parser - too many objects in file -  unusual - exceeding cap-%d \n",
+               global_obj_counter);
+        return global_obj_counter;
+      }
+    }
+  }
+  return global_obj_counter;
+}
+
+}  // extern "C"
