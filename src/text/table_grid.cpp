@@ -9,32 +9,16 @@
 #include <cstring>
 
 #include "run/run_state.h"
+#include "text/table_grid.h"
 #include "text/text.h"
 #include "text/text_page_state.h"
 
 extern "C" {
 
-// ---- the grid ----
-constexpr int GRID_ROW_CAPACITY = 150;  // rows of grid_cells; only 0..GRID_LAST_ROW are reachable
-constexpr int GRID_LAST_ROW = 99;       // the newest row stops here; later rows overwrite it
-constexpr int GRID_ROW_CELLS = 50;      // stored cells a row; a row's later cells are counted, not stored
-constexpr int GRID_CELL_TEXT = 1000;    // bytes of a cell record's text
-constexpr int CELL_STORE_MAX = 100;     // a pending cell longer than this is never stored
+// ---- the grid (declared in table_grid.h) ----
 constexpr int HISTOGRAM_SIZE = 100;     // cell counts past 99 are left out of the histogram
 constexpr int MODE_SEARCH = 20;         // the mode is looked for among counts 0..19
 constexpr int COLUMN_SLOTS = 100;       // column_x entries; a long row reads up to index 50
-
-struct GridCell {
-  int x;                       // last_x, truncated, when the cell closed: its right-hand edge
-  int y;                       // the row's y
-  char text[GRID_CELL_TEXT];   // at most CELL_STORE_MAX bytes are ever stored
-};
-
-// The row record keeps only the count: the pen positions at closing were written and never
-// read, so they are left out.
-struct GridRow {
-  int cell_count;  // cells closed into the row, stored or not
-};
 
 GridCell grid_cells[GRID_ROW_CAPACITY][GRID_ROW_CELLS];  // not cleared between calls
 GridRow grid_rows[GRID_ROW_CAPACITY];                    // counts set to 0 by table_grid_begin
@@ -46,7 +30,7 @@ int cells_total = 0;                                     // all cells closed int
 // The table text is kept in one buffer reused across calls, with its length in a counter instead
 // of being measured at each append; the bytes are those of measuring each time. The row and cell
 // marks that go out before the 99000 test can carry the text past 99000 by at most
-// 100 rows x (13 + 50 x 7) bytes, which the spare room holds.
+// 100 rows x (13 + 14 x 7) bytes, which the spare room holds.
 constexpr int TABLE_TEXT_LIMIT = 99000;    // no cell text is written once the table text is this long
 constexpr int TABLE_TEXT_GIVE_UP = 99500;  // a table text this long makes no brik
 constexpr int TABLE_TEXT_CAPACITY = 160000;
