@@ -24,8 +24,12 @@ struct HexRun {
   int font_size;
   float text_scale;
 
+  // A character that does not fit whole is dropped, so the text never ends in half of one.
   void append(const char* s) {
-    while (*s && length < HEX_RESULT_SIZE - 1) result[length++] = *s++;
+    int n = static_cast<int>(strlen(s));
+    if (length + n > HEX_RESULT_SIZE - 1) return;
+    memcpy(result + length, s, n);
+    length += n;
     result[length] = 0;
   }
 };

@@ -1,0 +1,19 @@
+// tests/support/font_fixture.h -- small helpers for the font tests: fill a font record's map
+// and widths by hand, and read a record's map back as text.
+#pragma once
+
+#include <initializer_list>
+#include <string>
+#include <utility>
+
+namespace pdftest {
+
+// Sets record `font` to the given pairs (cmap_count follows), widths all `width` up to 500,
+// encoding_kind `kind`, and the name /F<font>.
+void set_font_map(int font, std::initializer_list<std::pair<long, long>> pairs, int kind = 0,
+                  int width = 500);
+
+// "in>out in>out ..." of the first cmap_count pairs of record `font`.
+std::string font_map_text(int font);
+
+}  // namespace pdftest
