@@ -48,23 +48,29 @@ static int make_folders(const std::string& path) {
   return 1;
 }
 
+// Records in the brik file: one "<END_BLOCK>" each. Read in blocks, with the tail of each block
+// kept in front of the next so that a mark cut by a block edge is still found.
 static int count_records(const std::string& path) {
   FILE* in = fopen(path.c_str(), "rb");
   if (in == nullptr) return 0;
   static const char mark[] = "<END_BLOCK>";
   const size_t mark_len = sizeof mark - 1;
+  std::string block(1 << 20, '\0');
+  std::string carry;
   int count = 0;
-  size_t matched = 0;
-  int c;
-  while ((c = fgetc(in)) != EOF) {
-    if (c == mark[matched]) {
-      if (++matched == mark_len) {
-        count++;
-        matched = 0;
-      }
-    } else {
-      matched = c == mark[0] ? 1 : 0;
+  size_t got;
+  while ((got = fread(&block[0], 1, block.size(), in)) > 0) {
+    std::string text = carry + block.substr(0, got);
+    size_t at = 0;
+    size_t last_end = 0;
+    while ((at = text.find(mark, at)) != std::string::npos) {
+      count++;
+      at += mark_len;
+      last_end = at;
     }
+    size_t keep_from = text.size() > mark_len - 1 ? text.size() - (mark_len - 1) : 0;
+    if (keep_from < last_end) keep_from = last_end;
+    carry = text.substr(keep_from);
   }
   fclose(in);
   return count;
