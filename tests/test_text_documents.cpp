@@ -1,0 +1,110 @@
+// tests/test_text_documents.cpp -- whole documents through the single-file entry: a crafted PDF
+// whose brik file is compared byte for byte, several pages and streams, and small real PDFs
+// made by other tools, which must give their visible words.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "doc_fixture.h"
+#include "pdf_writer.h"
+#include "pdfbriks.h"
+#include "run/run_state.h"
+
+using namespace pdftest;
+
+namespace {
+
+// Parses folder + name into work/briks.txt at the given brik size; returns the pages with briks.
+int parse(const std::string& folder, const std::string& name, const std::string& work, int brik_size) {
+  return add_one_pdf_opts("acct", "lib", folder.c_str(), name.c_str(), work.c_str(), "briks.txt",
+                          brik_size, "", 0, 1, 1, 600, 2, 1, 1, "", 50, "", 0);
+}
+
+// The brik file with the time stamp of each record replaced by STAMP.
+std::string without_stamps(std::string file) {
+  const std::string label = "\n<added_to_collection>: ";
+  for (size_t at = file.find(label); at != std::string::npos; at = file.find(label, at + 1)) {
+    size_t value = at + label.size();
+    size_t end = file.find(",\n", value);
+    file.replace(value, end - value, "STAMP");
+  }
+  return file;
+}
+
+std::string record(int block, int page, int x, int y, int cy, const std::string& text, const std::string& file) {
+  return "\n<block_ID>: " + std::to_string(block) + ",\n<doc_ID>: 0,\n<content_type>: text,"
+         "\n<file_type>: pdf,\n<master_index>: " + std::to_string(page) + ",\n<master_index2>: 0,"
+         "\n<coords_x>: " + std::to_string(x) + ",\n<coords_y>: " + std::to_string(y) +
+         ",\n<coords_cx>: " + std::to_string(page - 1) + ",\n<coords_cy>: " + std::to_string(cy) +
+         ",\n<author_or_speaker>: ,\n<added_to_collection>: STAMP,\n<file_source>: " + file +
+         ",\n<table>: ,\n<modified_date>: ,\n<created_date>: ,\n<creator_tool>: ,\n<external_files>: ,"
+         "\n<text>: " + text + ",\n<header_text>: ,\n<text_search>: " + text +
+         ",\n<user_tags>: ,\n<special_field1>: ,\n<special_field2>: ,\n<special_field3>: ,"
+         "\n<graph_status>: false\n<dialog>: false<END_BLOCK>\n";
+}
+
+TEST(TextDocuments, WholeBrikFileByteForByte) {
+  std::string folder = make_temp_dir("doc_in");
+  std::string work = make_temp_dir("doc_work");
+  std::string long_line(60, 'x');
+  std::vector<std::string> lines2;
+  for (int k = 0; k < 8; k++) lines2.push_back("line " + std::to_string(k) + " " + long_line);
+  write_file(folder + "doc.pdf", simple_text_pdf({text_lines_content({"Hello world", "Second line"}),
+                                                  text_lines_content(lines2)})
+                                     .build());
+  EXPECT_EQ(parse(folder, "doc.pdf", work, 400), 2);
+  // Page 2: 8 lines of 67 bytes joined by blanks. The first brik is cut at the first blank from
+  // byte 400 on, at the end of the box; the rest comes in the closing pass.
+  std::string page2;
+  for (size_t k = 0; k < lines2.size(); k++) page2 += (k ? " " : "") + lines2[k];
+  size_t cut = page2.find(' ', 399) + 1;
+  std::string expected = record(0, 1, 72, 706, 1, "Hello world Second line", "doc.pdf") +
+                         record(1, 2, 72, 622, 0, page2.substr(0, cut), "doc.pdf") +
+                         record(2, 2, 72, 622, 1, page2.substr(cut), "doc.pdf");
+  EXPECT_EQ(without_stamps(read_file(work + "briks.txt")), expected);
+}
+
+TEST(TextDocuments, ShortSecondPageJoinsOnlyWhenItsCallCutAChunk) {
+  std::string folder = make_temp_dir("doc_in");
+  std::string work = make_temp_dir("doc_work");
+  write_file(folder + "two.pdf",
+             simple_text_pdf({text_lines_content({"first page"}), text_lines_content({"second page"})}).build());
+  EXPECT_EQ(parse(folder, "two.pdf", work, 400), 1) << "the short tail of page 2 is dropped";
+  work = make_temp_dir("doc_work");
+  EXPECT_EQ(parse(folder, "two.pdf", work, 5), 2) << "at size 5 page 2 cuts a chunk of its own";
+  std::string file = read_file(work + "briks.txt");
+  EXPECT_NE(find(file, "<text>: second "), -1);
+}
+
+struct RealPdf {
+  const char* name;
+  std::vector<std::string> words;
+  int pages;
+  const char* why;
+};
+
+TEST(TextDocuments, RealPdfsGiveTheirVisibleWords) {
+  const RealPdf rows[] = {
+      {"text_poster_ps.pdf",
+       {"Harvest", "Festival", "village", "square", "cider.", "Entry", "friend.", "Second", "schedule", "parade,"},
+       2, "PostScript through a PDF writer: standard fonts, literal strings, the quote operator"},
+      {"text_letter_office.pdf",
+       {"Quarterly", "shipping", "notice", "Springfield", "Friday.", "parcels", "Monday", "extension", "4417."},
+       1, "an office suite's PDF: subset TrueType font, ToUnicode map, hex strings in TJ arrays"},
+  };
+  for (const RealPdf& row : rows) {
+    std::string work = make_temp_dir("real");
+    EXPECT_EQ(parse(std::string(PDFBRIKS_TEST_DATA) + "/", row.name, work, 20), row.pages) << row.why;
+    std::string file = read_file(work + "briks.txt");
+    std::string texts;
+    for (size_t at = file.find("\n<text>: "); at != std::string::npos; at = file.find("\n<text>: ", at + 1)) {
+      texts += file.substr(at + 9, file.find(",\n<header_text>", at) - at - 9);
+    }
+    for (const std::string& word : row.words) {
+      EXPECT_NE(find(texts, word), -1) << row.name << ": " << word << "\n" << texts;
+    }
+  }
+}
+
+}  // namespace
