@@ -1,0 +1,203 @@
+// tests/test_font_pass.cpp -- the font pass on crafted fonts: encoding kinds and flags, the
+// width sources, ToUnicode (inflated and not), Differences inline and referenced, the Type0
+// 3/32 map, the embedded Type 1 scan, a missing font object; and hex strings decoded through
+// the records the pass filled.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "doc_fixture.h"
+#include "font_fixture.h"
+#include "fonts/fonts.h"
+#include "objects/objects.h"
+#include "pdf_writer.h"
+#include "run/run_state.h"
+#include "text/text.h"
+
+using namespace pdftest;
+
+namespace {
+
+// One page (object 10) whose Font dictionary lists `fonts` as /F0, /F1, ... in order, so that
+// font record k is /Fk; `objects` are added as they stand. Runs both passes.
+struct FontRun {
+  LoadedDoc doc;
+  static std::string build(const std::vector<int>& fonts, const PdfWriter& extra) {
+    PdfWriter w = extra;
+    std::string list;
+    for (size_t k = 0; k < fonts.size(); k++) list += "/F" + std::to_string(k) + " " + std::to_string(fonts[k]) + " 0 R ";
+    w.add(1, "<< /Type /Catalog /Pages 2 0 R >>");
+    w.add(2, "<< /Type /Pages /Kids [10 0 R] /Count 1 >>");
+    w.add(10, "<< /Type /Page /Parent 2 0 R /Resources << /Font << " + list + ">> >> /Contents 11 0 R >>");
+    return w.build();
+  }
+  FontRun(const std::vector<int>& fonts, const PdfWriter& extra) : doc(build(fonts, extra)) {
+    Pages[0].page_obj = 10;
+    global_page_count = 1;
+    page_resource_handler(0);
+    font_encoding_cmap_handler(0);
+  }
+};
+
+const std::string kToUnicode =
+    "/CIDInit /ProcSet findresource begin\n12 dict begin\nbegincmap\n"
+    "1 begincodespacerange\n<0000> <FFFF>\nendcodespacerange\n"
+    "2 beginbfchar\n<0003> <0020>\n<0024> <00660069>\nendbfchar\n"
+    "2 beginbfrange\n<0041> <0043> <0061>\n<0050> <0052> [<0058> <0059> <005A>]\nendbfrange\n"
+    "endcmap\n";
+
+TEST(FontPass, EncodingKindsAndFlags) {
+  PdfWriter w;
+  w.add(3, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /Encoding /WinAnsiEncoding >>");
+  w.add(4, "<< /Type /Font /Subtype /Type1 /BaseFont /ABCDEF+Times-Bold /Encoding /MacRomanEncoding >>");
+  w.add(5, "<< /Type /Font /Subtype /Type3 /CharProcs 9 0 R >>");
+  w.add(6, "<< /Type /Font /Subtype /Type3 /Encoding /WinAnsiEncoding >>");
+  w.add(7, "<< /Type /Font /Subtype /TrueType /BaseFont /Arial-ItalicMT >>");
+  FontRun run({3, 4, 5, 6, 7}, w);
+  struct Row { int font; int kind; int bold; int italic; const char* why; } rows[] = {
+      {0, 9, 0, 0, "WinAnsiEncoding"},
+      {1, 1, 1, 0, "MacRomanEncoding; Bold inside the base font name"},
+      {2, -99, 0, 0, "Type3"},
+      {3, 9, 0, 0, "Type3 naming WinAnsiEncoding ends as 9"},
+      {4, 0, 0, 1, "Italic inside the base font name"}};
+  for (const Row& r : rows) {
+    EXPECT_EQ(Font_CMAP[r.font].encoding_kind, r.kind) << r.why;
+    EXPECT_EQ(Font_CMAP[r.font].bold, r.bold) << r.why;
+    EXPECT_EQ(Font_CMAP[r.font].italic, r.italic) << r.why;
+  }
+  EXPECT_EQ(Font_CMAP[4].widths[65], 500) << "Arial-ItalicMT does not match ArialMT: default widths";
+}
+
+TEST(FontPass, Widths) {
+  std::string ninety_five;
+  for (int i = 0; i < 95; i++) ninety_five += std::to_string(100 + i) + " ";
+  PdfWriter w;
+  w.add(3, "<< /Type /Font /FirstChar 32 /LastChar 126 /Widths [" + ninety_five + "] >>");
+  w.add(4, "<< /Type /Font /FirstChar 65 /LastChar 66 /Widths 20 0 R >>");
+  w.add(20, "[600 277.8]");
+  w.add(5, "<< /Type /Font /BaseFont /Times-Roman >>");
+  w.add(6, "<< /Type /Font /BaseFont /ArialMT >>");
+  w.add(7, "<< /Type /Font /BaseFont /Symbol >>");
+  w.add(8, "<< /Type /Font /BaseFont /Courier >>");
+  w.add(9, "<< /Type /Font /LastChar 66 /Widths [700 700] >>");
+  FontRun run({3, 4, 5, 6, 7, 8, 9}, w);
+  struct Row { int font; int code; long width; const char* why; } rows[] = {
+      {0, 31, 0, "below FirstChar is 0"}, {0, 32, 100, "first number at FirstChar"},
+      {0, 126, 194, "95th number at 126"}, {0, 127, 0, "above the array is left alone"},
+      {1, 65, 600, "indirect array"}, {1, 66, 2778, "a decimal width reads its digits only"},
+      {2, 32, 250, "Times-Roman space"}, {2, 65, 722, "Times-Roman A"}, {2, 122, 444, "Times-Roman z"},
+      {2, 123, 0, "standard tables stop at z"}, {2, 10, 0, "below the space is 0"},
+      {3, 65, 666, "ArialMT A"}, {3, 105, 222, "ArialMT i"}, {4, 65, 722, "Symbol A"},
+      {4, 71, 603, "Symbol G"}, {5, 65, 500, "default width"}, {5, 499, 500, "default up to 499"},
+      {5, 500, 0, "500 and above untouched"}, {6, 65, 0, "Widths without FirstChar writes nothing"}};
+  for (const Row& r : rows) EXPECT_EQ(Font_CMAP[r.font].widths[r.code], r.width) << r.why;
+}
+
+TEST(FontPass, ToUnicodeFlateAndPlain) {
+  PdfWriter w;
+  w.add(3, "<< /Type /Font /Subtype /Type0 /ToUnicode 30 0 R >>");
+  w.add_stream(30, "", kToUnicode, true);
+  w.add(4, "<< /Type /Font /ToUnicode 31 0 R >>");
+  w.add_stream(31, "", kToUnicode, false);
+  LogCapture log(9);
+  FontRun run({3, 4}, w);
+  const std::string want = "3>32 36>1102105 65>97 66>98 67>99 80>88 81>89 82>90";
+  EXPECT_EQ(font_map_text(0), want) << "Type0 with ToUnicode never gets the 3/32 map";
+  EXPECT_EQ(font_map_text(1), want);
+  EXPECT_EQ(Font_CMAP[0].tounicode_obj, 30);
+  EXPECT_NE(find(log.text(), "CMAP not in Flate - ***CALLING PROCESS_CMAP_BUFFER*** ! \n"), -1);
+}
+
+TEST(FontPass, Differences) {
+  PdfWriter w;
+  w.add(3, "<< /Type /Font /Encoding << /Type /Encoding /Differences [32 /space /exclam 65 /A /g0123 /Bogus /fi] >> >>");
+  w.add(4, "<< /Type /Font /Encoding 40 0 R >>");
+  w.add(40, "<< /Type /Encoding /BaseEncoding /WinAnsiEncoding /Differences [97 /b /a] >>");
+  w.add(5, "<< /Type /Font /ToUnicode 30 0 R /Encoding << /Differences [65 /B] >> >>");
+  w.add_stream(30, "", kToUnicode, true);
+  w.add(6, "<< /Type /Font /Subtype /Type0 /Encoding /Identity-H >>");
+  FontRun run({3, 4, 5, 6}, w);
+  EXPECT_EQ(font_map_text(0), "32>32 65>65 66>123 68>64257");
+  EXPECT_EQ(font_map_text(1), "97>98 98>97") << "Differences of a referenced Encoding";
+  EXPECT_EQ(font_map_text(2), "3>32 36>1102105 65>97 66>98 67>99 80>88 81>89 82>90 65>66")
+      << "Differences go behind the ToUnicode pairs";
+  EXPECT_EQ(cmap_get_char(65, 2), 97) << "ToUnicode wins";
+  EXPECT_EQ(Font_CMAP[3].cmap_count, 140) << "a name as Encoding gives no reference: Type0 map";
+}
+
+TEST(FontPass, TypeZeroMapAndMissingFonts) {
+  PdfWriter w;
+  w.add(3, "<< /Type /Font /Subtype /Type0 /BaseFont /Foo >>");
+  FontRun run({99, 3, 98}, w);
+  EXPECT_EQ(Font_CMAP[0].cmap_count, 0) << "the first font, missing, has no span to go on with";
+  EXPECT_EQ(Font_CMAP[1].cmap_count, 140);
+  EXPECT_EQ(Font_CMAP[1].cmap_in[0], 3);
+  EXPECT_EQ(Font_CMAP[1].cmap_out[139], 171);
+  EXPECT_EQ(Font_CMAP[1].cmap_in[149], 152) << "entries past the count are written too";
+  EXPECT_EQ(Font_CMAP[2].cmap_count, 140) << "a missing font goes on with the span before it";
+  EXPECT_EQ(cmap_get_char(3, 1), 32);
+  EXPECT_EQ(cmap_get_char(143, 1), -1);
+}
+
+TEST(FontPass, ThreeThirtyTwoExtensionFromRecordZero) {
+  PdfWriter w;
+  w.add(3, "<< /Type /Font /Subtype /Type0 >>");
+  w.add(4, "<< /Type /Font /ToUnicode 30 0 R >>");
+  w.add_stream(30, "", "1 beginbfchar\n<0003> <0020>\nendbfchar\n", true);
+  FontRun run({3, 4}, w);
+  EXPECT_EQ(Font_CMAP[1].cmap_count, 146) << "one pair and 145 copied from record 0";
+  EXPECT_EQ(cmap_get_char(100, 1), 129);
+}
+
+std::string type1_program(const std::string& clear) { return clear + std::string("\0\0binary\xff", 10); }
+
+TEST(FontPass, EmbeddedTypeOne) {
+  const std::string clear =
+      "%!PS-AdobeFont-1.0: Foo\n/FontName /Foo def\n/Encoding 256 array\n"
+      "0 1 255 {1 index exch /.notdef put} for\ndup 65 /A put\ndup 66 /fi put\ndup 67 /Bogus put\n"
+      "readonly def\ncurrentfile eexec\n";
+  PdfWriter w;
+  w.add(3, "<< /Type /Font /Subtype /Type1 /FontDescriptor 50 0 R >>");
+  w.add(50, "<< /Type /FontDescriptor /FontFile 51 0 R >>");
+  w.add_stream(51, "/Length1 " + std::to_string(clear.size()), type1_program(clear), true);
+  w.add(4, "<< /Type /Font /Subtype /TrueType /FontDescriptor 52 0 R >>");
+  w.add(52, "<< /Type /FontDescriptor /FontFile2 51 0 R >>");
+  w.add(5, "<< /Type /Font /Subtype /Type1 /FontDescriptor 53 0 R >>");
+  w.add(53, "<< /Type /FontDescriptor /FontFile 54 0 R >>");
+  w.add_stream(54, "/Length1 55 0 R", type1_program(clear), true);
+  w.add(6, "<< /Type /Font /Subtype /Type1 /FontDescriptor 56 0 R >>");
+  w.add(56, "<< /Type /FontDescriptor /FontFile 57 0 R >>");
+  w.add_stream(57, "/Length1 30", type1_program(clear), true);
+  FontRun run({3, 4, 5, 6}, w);
+  EXPECT_EQ(font_map_text(0), "65>65 66>64257") << "dup lines of the clear text";
+  EXPECT_EQ(Font_CMAP[1].cmap_count, 0) << "FontFile2 is not scanned";
+  EXPECT_EQ(Font_CMAP[2].cmap_count, 0) << "an indirect Length1 counts as 0";
+  EXPECT_EQ(Font_CMAP[3].cmap_count, 0) << "Length1 ends before the Encoding";
+}
+
+TEST(FontPass, HexStringsThroughTheRecords) {
+  PdfWriter w;
+  w.add(3, "<< /Type /Font /ToUnicode 30 0 R /FirstChar 32 /LastChar 90 /Widths 20 0 R >>");
+  w.add_stream(30, "", kToUnicode, true);
+  std::string widths = "[";
+  for (int i = 32; i <= 90; i++) widths += "600 ";
+  w.add(20, widths + "]");
+  w.add(4, "<< /Type /Font /BaseFont /Helvetica >>");
+  FontRun run({3, 4}, w);
+  struct Row { std::string hex; int font; std::string text; float advance; const char* why; } rows[] = {
+      {"00410024", 0, "afi", 12, "mapped codes and a packed destination, width 600"},
+      {"0050", 0, "X", 6, "array entry of a range"},
+      {"0045", 0, "E", 6, "an unmapped code stands for itself"},
+      {"0041", 1, "A", 5, "no pairs: the low byte at the default width"}};
+  for (const Row& r : rows) {
+    std::string copy = r.hex;
+    tml_x = 0;
+    std::string text = hex_handler_new(&copy[0], static_cast<int>(copy.size()), r.font, 10, 1.0f);
+    EXPECT_EQ(text, r.text) << r.why;
+    EXPECT_FLOAT_EQ(tml_x, r.advance) << r.why;
+  }
+}
+
+}  // namespace
