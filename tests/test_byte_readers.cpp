@@ -30,8 +30,10 @@ TEST(ByteReaders, IntFromBuffer) {
     LoadedDoc doc(r.bytes, false);
     EXPECT_EQ(get_int_from_buffer(r.start, r.stop), r.want) << r.why;
   }
-  LoadedDoc doc(std::string("\0" "9", 2), false);
-  EXPECT_EQ(get_int_from_buffer(0, 1), -1) << "a zero byte at the start ends the walk";
+  {
+    LoadedDoc doc(std::string("\0" "9", 2), false);
+    EXPECT_EQ(get_int_from_buffer(0, 1), -1) << "a zero byte at the start ends the walk";
+  }
   LoadedDoc far(std::string(60, '1'), false);
   EXPECT_EQ(get_int_from_buffer(0, 59), get_int_from_buffer(0, 50)) << "at most 51 positions are read";
 }

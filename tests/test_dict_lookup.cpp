@@ -43,9 +43,11 @@ TEST(DictLookup, SearchHitsInsideLongerWords) {
     LoadedDoc doc(r.dict, false);
     EXPECT_EQ(dict_search_buffer(0, len(r.dict), r.key, r.n), r.want) << r.dict << " " << r.why;
   }
-  LoadedDoc doc("xx/Catal", false);
-  EXPECT_EQ(dict_search_buffer(0, 4, catalog_seq, 7), -1);
-  LoadedDoc doc2("xx/Catalog", false);
+  {
+    LoadedDoc doc("xx/Catal", false);
+    EXPECT_EQ(dict_search_buffer(0, 4, catalog_seq, 7), -1);
+  }
+  LoadedDoc doc("xx/Catalog", false);
   EXPECT_EQ(dict_search_buffer(0, 4, catalog_seq, 7), 1) << "only the first byte must lie before stop";
 }
 

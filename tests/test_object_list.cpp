@@ -147,6 +147,8 @@ TEST(ObjectList, ThousandPageScanAndLookUpsAreFast) {
   LoadedDoc doc(bytes);
   for (int k = 0; k < 1000; k++) ASSERT_GE(get_obj(10 + 2 * k), 0);
   double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count();
-  EXPECT_LT(ms, 200.0);
+#ifndef __SANITIZE_ADDRESS__
+  EXPECT_LT(ms, 200.0);  // an instrumented build is slower; the bound holds for plain builds
+#endif
   printf("scan of %d objects and 1000 look-ups: %.2f ms\n", doc.master_count, ms);
 }

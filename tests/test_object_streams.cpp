@@ -103,10 +103,12 @@ TEST(ObjectStreams, ScannedObjectBeatsHiddenOne) {
 }
 
 TEST(ObjectStreams, LastObjectIsCut) {
-  UnpackedStream small({{5, "[" + std::string(38, 'a') + "]"}, {6, "<<" + std::string(296, 'b') + ">>"}});
-  EXPECT_EQ(small.result, 2);
-  get_obj(6);
-  EXPECT_EQ(global_tmp_obj.stop - global_tmp_obj.start + 1, 301) << "up to the end of the data";
+  {
+    UnpackedStream small({{5, "[" + std::string(38, 'a') + "]"}, {6, "<<" + std::string(296, 'b') + ">>"}});
+    EXPECT_EQ(small.result, 2);
+    get_obj(6);
+    EXPECT_EQ(global_tmp_obj.stop - global_tmp_obj.start + 1, 301) << "up to the end of the data";
+  }
 
   UnpackedStream big({{7, "<</Big (" + std::string(12000, 'x') + ")>>"}});
   get_obj(7);

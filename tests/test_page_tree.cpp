@@ -213,7 +213,9 @@ TEST(PageTree, ThousandPagesTakeMilliseconds) {
   double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count();
   ASSERT_EQ(t.pages.size(), 1000u);
   EXPECT_EQ(t.pages[999], 10000 + 2 * 999);
-  EXPECT_LT(ms, 100.0);
+#ifndef __SANITIZE_ADDRESS__
+  EXPECT_LT(ms, 100.0);  // an instrumented build is slower; the bound holds for plain builds
+#endif
   printf("object scan and page tree of 1000 pages (%d bytes): %.2f ms\n", t.doc.file_length, ms);
 }
 
