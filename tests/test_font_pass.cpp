@@ -185,12 +185,19 @@ TEST(FontPass, HexStringsThroughTheRecords) {
   for (int i = 32; i <= 90; i++) widths += "600 ";
   w.add(20, widths + "]");
   w.add(4, "<< /Type /Font /BaseFont /Helvetica >>");
-  FontRun run({3, 4}, w);
+  w.add(5, "<< /Type /Font /BaseFont /Foo /Encoding /MacRomanEncoding >>");
+  w.add(6, "<< /Type /Font /Subtype /Type3 /CharProcs 9 0 R >>");
+  w.add(7, "<< /Type /Font /Subtype /Type0 /BaseFont /Foo >>");
+  FontRun run({3, 4, 5, 6, 7}, w);
   struct Row { std::string hex; int font; std::string text; float advance; const char* why; } rows[] = {
       {"00410024", 0, "afi", 12, "mapped codes and a packed destination, width 600"},
       {"0050", 0, "X", 6, "array entry of a range"},
       {"0045", 0, "E", 6, "an unmapped code stands for itself"},
-      {"0041", 1, "A", 5, "no pairs: the low byte at the default width"}};
+      {"0041", 1, "A", 5, "no pairs: the low byte at the default width"},
+      {"008E", 2, "e", 5, "MacRoman: an unmapped low byte is folded"},
+      {"00DE", 2, "\xC3\x9E", 5, "MacRoman: no ligature fix-up in hex strings"},
+      {"0041", 3, "", 0, "Type3: unmapped codes give nothing"},
+      {"0024", 4, "A", 5, "Type0 without ToUnicode: 3/32 map, 36 is A"}};
   for (const Row& r : rows) {
     std::string copy = r.hex;
     tml_x = 0;
