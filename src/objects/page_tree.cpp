@@ -94,6 +94,8 @@ static int walk_level(int level, int count) {
     int stop = global_tmp_obj.dict_stop;
 
     // ---- 3. no "/Pages" in it: a page, whatever else it says ----
+    // No "/Page" test follows: its answer would be discarded, as would the object's text that
+    // the third level used to fetch without printing; neither changes a byte of output.
     if (dict_search_buffer(start, stop, pages_seq, 6) != 1) {
       if (level <= 4) {
         add_page_capped(level, number);
