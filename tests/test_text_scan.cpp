@@ -137,6 +137,24 @@ TEST(ContentScan, FontRunsOnFromStreamToStream) {
   EXPECT_EQ(joined(run), "C");
 }
 
+TEST(ContentScan, StreamsCutAtEveryByteStayInsideTheirBytes) {
+  // Each prefix of a stream rich in operators ends at an awkward place: inside a string, an
+  // octal escape, a hex string, an operator name, an image name. Nothing may be read past it.
+  const std::string full =
+      "q 1 0 0 1 5 6 cm /Im0 Do Q /F1 12 Tf BT /F1 12 Tf 1 0 0 1 72 700 Tm (a\\101\\b\\1) Tj "
+      "[(A) -200 <0041> 300 (B)] TJ 0 -14 Td T* (q) ' (r) \" /P<</MCID 3>>BDC <</ActualText(x)>>BDC "
+      "(y) Tj EMC ET";
+  for (size_t n = 0; n <= full.size(); n++) {
+    PageTextRun run;
+    Pages[0].image_count = 1;
+    snprintf(Pages[0].image_name[0], IMAGE_NAME_SIZE, "/Im0");
+    run.run(full.substr(0, n));
+  }
+  PageTextRun run;
+  run.run("");
+  EXPECT_EQ(global_brik_counter, 0);
+}
+
 TEST(ContentScan, PastTheBoxLimitBoxesAreLeftOutAndLogged) {
   PageTextRun run;
   std::string content;

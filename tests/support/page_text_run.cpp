@@ -51,7 +51,8 @@ PageTextRun::~PageTextRun() {
 }
 
 int PageTextRun::run(const std::string& content, int page) {
-  flate_dst_tmp_buffer = static_cast<unsigned char*>(malloc(content.size() + 1));
+  // Exactly the stream's bytes, so that a read past the end shows under the address sanitizer.
+  flate_dst_tmp_buffer = static_cast<unsigned char*>(malloc(content.empty() ? 1 : content.size()));
   memcpy(flate_dst_tmp_buffer, content.data(), content.size());
   int made = text_processor_page(static_cast<int>(content.size()), page);
   free(flate_dst_tmp_buffer);
