@@ -237,13 +237,15 @@ static int scan_stream(void) {
   PageRecord* record = page_record(call_page);
   int img_on_page_count = record != nullptr ? record->image_count : 0;
   const int deep = log_enabled(9);
-  for (int i = 0; i < stream_len; i++) {
-    unsigned char c = stream[i];
+  const unsigned char* const bytes = stream;  // hot globals held in locals for the loop
+  const int length = stream_len;
+  for (int i = 0; i < length; i++) {
+    unsigned char c = bytes[i];
     // ---- 1. BT ----
     if (c == 'B' && !in_bt) {
       if (deep) log_at(9, "DEBUG: pdf_parser - text_processor_page - processing BT \n");
-      if (i + 2 < stream_len && stream[i + 1] == 'T') {
-        unsigned char after = stream[i + 2];
+      if (i + 2 < length && bytes[i + 1] == 'T') {
+        unsigned char after = bytes[i + 2];
         if (after == ' ' || after == '\n' || after == '\r' || after == '-') {
           in_bt = 1;
           if (box_count < MAX_TEXT_BOXES) box_start[box_count] = i + 2;
@@ -252,7 +254,7 @@ static int scan_stream(void) {
     }
     if (deep) log_at(9, "DEBUG: pdf_parser - text_processor_page - processing BT ended \n");
     // ---- 2. ET: no test of what follows, so an "ET" inside a string ends the box there ----
-    if (c == 'E' && in_bt && i + 1 < stream_len && stream[i + 1] == 'T') {
+    if (c == 'E' && in_bt && i + 1 < length && bytes[i + 1] == 'T') {
       log_at(9, "DEBUG: pdf_parser - text_processor_page - processing ET.\n");
       in_bt = 0;
       boxes_seen++;
@@ -275,10 +277,10 @@ static int scan_stream(void) {
     if (c == '/' && img_on_page_count > 0) place_images_at(i, &img_on_page_count, record);
     // ---- 4. bytes outside text are not kept: nothing reads them ----
     // ---- 5. Tf outside a box: a size of 0 stays 0 here ----
-    if (c == 'T' && i + 1 < stream_len && stream[i + 1] == 'f') read_font_operator(i, 0);
+    if (c == 'T' && i + 1 < length && bytes[i + 1] == 'f') read_font_operator(i, 0);
     // ---- 6. Tm outside a box has no effect ----
     // ---- 7. cm: the next box keeps the last one in front of it ----
-    if (c == 'c' && i + 1 < stream_len && stream[i + 1] == 'm') {
+    if (c == 'c' && i + 1 < length && bytes[i + 1] == 'm') {
       cm_pending = 1;
       char window[CM_WINDOW + 1];
       int n = copy_window(i - CM_WINDOW > 0 ? i - CM_WINDOW : 0, i, window);
@@ -372,8 +374,11 @@ static int distance_now(void) {
 static void apply_kerning(int space_below, int use_char_width) {
   kern_dot = 0;
   if (kern_len <= 0 || !in_array) return;
-  kern_text[kern_len < KERN_TEXT_SIZE ? kern_len : KERN_TEXT_SIZE - 1] = 0;
-  int n = atoi(kern_text);
+  // The value atoi gives for a sign and at most eight or nine digits, read without the call.
+  int n = 0;
+  int k = kern_text[0] == '-' ? 1 : 0;
+  for (; k < kern_len && k < KERN_TEXT_SIZE - 1; k++) n = n * 10 + (kern_text[k] - '0');
+  if (kern_text[0] == '-') n = -n;
   tml_x = tml_x - n * (font_size * text_scale) / 1000.0f;
   if (n > 499 || n < -499) layout_jump_count++;
   int word_space = n < space_below;
