@@ -7,6 +7,9 @@
 #include <cstdlib>
 #include <ctime>
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include "fonts/fonts.h"
 #include "objects/objects.h"
 #include "run/run_state.h"
@@ -34,34 +37,74 @@ constexpr int HIDDEN_OBJECT_ROOM = 38999999;
 constexpr int ENCRYPT_TAIL = 300;
 constexpr int ENCRYPT_TAIL_END = 5;
 
-// Every array is taken at full capacity with calloc. Large zero-filled requests come straight
-// from fresh pages, so only what a document touches becomes resident. Pages has one spare
-// entry past GLOBAL_MAX_PAGES: the page walk may count one page past the cap, and that entry
-// then reads as zero instead of lying outside the array.
-void document_arrays_begin(void) {
-  Briks = static_cast<BrikRecord*>(calloc(GLOBAL_MAX_BRIKS, sizeof(BrikRecord)));
-  Font_CMAP = static_cast<FontRecord*>(calloc(GLOBAL_MAX_FONT_ENCODINGS, sizeof(FontRecord)));
-  Pages = static_cast<PageRecord*>(calloc(GLOBAL_MAX_PAGES + 1, sizeof(PageRecord)));
-  obj = static_cast<ObjectRecord*>(calloc(GLOBAL_MAX_OBJ, sizeof(ObjectRecord)));
-  nn_global_tmp = static_cast<NameNumberPair*>(calloc(GLOBAL_NN_TMP_COUNT, sizeof(NameNumberPair)));
-  global_headlines = static_cast<char*>(calloc(HEADLINES_SIZE, 1));
+// Every array is taken at full capacity as fresh zero pages straight from the kernel: only
+// what a document writes becomes resident, and giving the pages back costs nothing per byte
+// (a tool build that shadows the heap would otherwise clear gigabytes of shadow per document).
+// Each array ends right against one inaccessible page, so a write or read past its end stops
+// at once instead of landing in a neighbour. Pages has one spare entry past GLOBAL_MAX_PAGES:
+// the page walk may count one page past the cap, and that entry then reads as zero.
+static size_t page_size() { return static_cast<size_t>(sysconf(_SC_PAGESIZE)); }
+static size_t mapped_size(size_t size) { return (size + page_size() - 1) / page_size() * page_size(); }
+
+static void* take_zero_pages(size_t size) {
+  size_t body = mapped_size(size);
+  void* base = mmap(nullptr, body + page_size(), PROT_READ | PROT_WRITE,
+                    MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  if (base == MAP_FAILED) return nullptr;
+  mprotect(static_cast<char*>(base) + body, page_size(), PROT_NONE);
+  return static_cast<char*>(base) + (body - size);
 }
 
-// Frees what document_arrays_begin and the file read took, in the order buffer, Briks,
-// Font_CMAP, Pages, obj, nn_global_tmp, global_headlines. Safe to call twice.
-void document_arrays_end(void) {
-  free(buffer);
+static void give_back_pages(void* p, size_t size) {
+  if (p == nullptr) return;
+  size_t body = mapped_size(size);
+  munmap(static_cast<char*>(p) - (body - size), body + page_size());
+}
+
+// Byte sizes of the arrays; the capacities never change, so the same sizes go back at the end.
+static size_t briks_size() { return sizeof(BrikRecord) * GLOBAL_MAX_BRIKS; }
+static size_t fonts_size() { return sizeof(FontRecord) * GLOBAL_MAX_FONT_ENCODINGS; }
+static size_t pages_size() { return sizeof(PageRecord) * (GLOBAL_MAX_PAGES + 1); }
+static size_t objects_size() { return sizeof(ObjectRecord) * GLOBAL_MAX_OBJ; }
+static size_t pairs_size() { return sizeof(NameNumberPair) * GLOBAL_NN_TMP_COUNT; }
+
+int document_arrays_begin(void) {
+  Briks = static_cast<BrikRecord*>(take_zero_pages(briks_size()));
+  Font_CMAP = static_cast<FontRecord*>(take_zero_pages(fonts_size()));
+  Pages = static_cast<PageRecord*>(take_zero_pages(pages_size()));
+  obj = static_cast<ObjectRecord*>(take_zero_pages(objects_size()));
+  nn_global_tmp = static_cast<NameNumberPair*>(take_zero_pages(pairs_size()));
+  global_headlines = static_cast<char*>(calloc(HEADLINES_SIZE, 1));
+  if (Briks && Font_CMAP && Pages && obj && nn_global_tmp && global_headlines) return 1;
+  log_at(49, "ERROR: pdf_parser - out of memory - can not allocate document arrays. \n");
+  document_arrays_end();
+  return 0;
+}
+
+int document_buffer_begin(int capacity) {
+  buffer = static_cast<unsigned char*>(take_zero_pages(static_cast<size_t>(capacity)));
+  buffer_capacity = buffer != nullptr ? capacity : 0;
+  if (buffer == nullptr) log_at(49, "ERROR: pdf_parser - out of memory - can not allocate buffer - %d \n", capacity);
+  return buffer != nullptr;
+}
+
+void document_buffer_end(void) {
+  give_back_pages(buffer, static_cast<size_t>(buffer_capacity));
   buffer = nullptr;
   buffer_capacity = 0;
-  free(Briks);
+}
+
+void document_arrays_end(void) {
+  document_buffer_end();
+  give_back_pages(Briks, briks_size());
   Briks = nullptr;
-  free(Font_CMAP);
+  give_back_pages(Font_CMAP, fonts_size());
   Font_CMAP = nullptr;
-  free(Pages);
+  give_back_pages(Pages, pages_size());
   Pages = nullptr;
-  free(obj);
+  give_back_pages(obj, objects_size());
   obj = nullptr;
-  free(nn_global_tmp);
+  give_back_pages(nn_global_tmp, pairs_size());
   nn_global_tmp = nullptr;
   free(global_headlines);
   global_headlines = nullptr;
@@ -84,8 +127,10 @@ static int read_file_into_buffer(const char* path) {
     fclose(f);
     return -1;
   }
-  buffer_capacity = static_cast<int>(length) + BUFFER_EXTRA_ROOM;
-  buffer = static_cast<unsigned char*>(calloc(buffer_capacity, 1));
+  if (!document_buffer_begin(static_cast<int>(length) + BUFFER_EXTRA_ROOM)) {
+    fclose(f);
+    return -1;
+  }
   size_t got = fread(buffer, 1, static_cast<size_t>(length), f);
   fclose(f);
   (void)got;  // a short read leaves zero bytes, which the scanners pass over
@@ -243,7 +288,7 @@ int pdf_builder(char* path, char* account, char* library, char* time_stamp) {
   global_text_found = 0;
   global_unhandled_img_counter = 0;
   global_brik_save_off = -1;
-  document_arrays_begin();
+  if (!document_arrays_begin()) return 0;
 
   int file_length = read_file_into_buffer(path);
   if (file_length < 0) {
@@ -279,9 +324,7 @@ int pdf_builder(char* path, char* account, char* library, char* time_stamp) {
   int blocks_created = run_page_loop();
 
   // ---- end of the document ----
-  free(buffer);
-  buffer = nullptr;
-  buffer_capacity = 0;
+  document_buffer_end();
   if (global_brik_counter > 0) {
     if (GLOBAL_WRITE_TO_DB == 1) {
       log_at(9, "DEBUG: pdf_parser - at end of pdf_builder - writing to db - %d \n", global_brik_counter);

@@ -126,8 +126,10 @@ void flush_brik_batch(void);
 
 // ---- the document builder and the file-name helpers of the entries ----
 int pdf_builder(char* path, char* account, char* library, char* time_stamp);
-void document_arrays_begin(void);  // allocates Briks, Font_CMAP, Pages, obj, nn_global_tmp, global_headlines
-void document_arrays_end(void);    // frees buffer and those arrays; safe to call twice
+int document_arrays_begin(void);   // Briks, Font_CMAP, Pages, obj, nn_global_tmp, global_headlines; 0 if out of memory
+int document_buffer_begin(int capacity);  // a zero-filled buffer of `capacity` bytes; 0 if out of memory
+void document_buffer_end(void);    // frees buffer; safe to call twice
+void document_arrays_end(void);    // frees buffer and the arrays; safe to call twice
 char* get_file_name(char* path);   // last "/" component; splits `path` in place; null if none
 char* get_file_type(char* name);   // scratch text after the last "."; null if none
 

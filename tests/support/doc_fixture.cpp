@@ -17,8 +17,7 @@ LoadedDoc::LoadedDoc(const std::string& bytes, bool scan_objects) {
   global_brik_save_off = -1;
   document_arrays_begin();
   file_length = static_cast<int>(bytes.size());
-  buffer_capacity = file_length + BUFFER_EXTRA_ROOM;
-  buffer = static_cast<unsigned char*>(calloc(buffer_capacity, 1));
+  document_buffer_begin(file_length + BUFFER_EXTRA_ROOM);
   memcpy(buffer, bytes.data(), bytes.size());
   global_buffer_cursor = file_length;
   if (scan_objects) master_count = build_obj_master_list(file_length);
