@@ -102,6 +102,9 @@ TEST(ObjectList, GetObjTakesTheFirstMatch) {
 TEST(ObjectList, GetObjFollowsAListFilledByHand) {
   LoadedDoc doc(kHead + "1 0 obj<<>>endobj 2 0 obj<<>>endobj ");
   EXPECT_EQ(get_obj(2), 1);
+  obj[1].number = 1;  // the last entry rewritten in place, same count
+  EXPECT_EQ(get_obj(2), -1);
+  obj[1].number = 2;
   obj[2] = ObjectRecord{9, 0, 1, 2, 1, 2, -1, 1};
   obj[3] = ObjectRecord{1, 0, 3, 4, 3, 4, -1, 1};
   EXPECT_EQ(get_obj(9), -1) << "not counted yet";

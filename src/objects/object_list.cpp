@@ -2,6 +2,7 @@
 // cross-reference table, and looks objects up by number.
 // Reads: buffer[0, file_length). Writes: obj[], global_obj_counter, global_tmp_obj, catalog.
 // Limits: GLOBAL_MAX_OBJ records; objects past it do not exist for the document.
+#include <cstring>
 #include <unordered_map>
 
 #include "objects/objects.h"
@@ -19,12 +20,15 @@ constexpr int NUMBER_DIGITS_MAX = 9;    // digits kept of a number or generation
 // ---- the index behind get_obj ----
 // get_obj answers as a walk over obj[0, global_obj_counter) from index 0 would: the first entry
 // with the number wins. The index maps each number to that first index. It is built lazily, and
-// built again whenever obj is another array or global_obj_counter has changed since (object
-// streams append hidden objects; a caller may refill the list), or when a hit does not hold the
-// number asked for. Only the cost of a look-up changes, not its answer.
+// built again whenever obj is another array, global_obj_counter has changed since (object
+// streams append hidden objects; a caller may refill the list), the first or last entry is no
+// longer what was indexed, or a hit does not hold the number asked for. Only the cost of a
+// look-up changes, not its answer.
 static std::unordered_map<int32_t, int32_t> first_index_of;
 static const ObjectRecord* indexed_array = nullptr;
 static int indexed_count = -1;
+static ObjectRecord indexed_first;  // obj[0] and obj[count - 1] as they were when indexed
+static ObjectRecord indexed_last;
 
 static void index_forget(void) {
   first_index_of.clear();
@@ -32,19 +36,37 @@ static void index_forget(void) {
   indexed_count = -1;
 }
 
+static int indexed_entries(void) {
+  int count = global_obj_counter < GLOBAL_MAX_OBJ ? global_obj_counter : GLOBAL_MAX_OBJ;
+  return count < 0 ? 0 : count;
+}
+
+static bool same_record(const ObjectRecord& a, const ObjectRecord& b) {
+  return memcmp(&a, &b, sizeof a) == 0;
+}
+
+static bool index_is_current(void) {
+  if (indexed_array != obj || indexed_count != global_obj_counter) return false;
+  int count = indexed_entries();
+  return count == 0 || (same_record(obj[0], indexed_first) && same_record(obj[count - 1], indexed_last));
+}
+
 static void index_rebuild(void) {
   first_index_of.clear();
-  int count = global_obj_counter < GLOBAL_MAX_OBJ ? global_obj_counter : GLOBAL_MAX_OBJ;
-  if (count < 0) count = 0;
+  int count = indexed_entries();
   first_index_of.reserve(static_cast<size_t>(count) * 2);
   for (int i = 0; i < count; i++) first_index_of.emplace(obj[i].number, i);
   indexed_array = obj;
   indexed_count = global_obj_counter;
+  if (count > 0) {
+    indexed_first = obj[0];
+    indexed_last = obj[count - 1];
+  }
 }
 
 // Index of the first entry with `number` in obj[0, global_obj_counter), or -1.
 static int find_first_index(int number) {
-  if (indexed_array != obj || indexed_count != global_obj_counter) index_rebuild();
+  if (!index_is_current()) index_rebuild();
   auto hit = first_index_of.find(number);
   if (hit == first_index_of.end()) return -1;
   if (obj[hit->second].number == number) return hit->second;
