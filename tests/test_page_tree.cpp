@@ -143,6 +143,25 @@ TEST(PageTree, PageCapPerLevel) {
   }
 }
 
+TEST(PageTree, LinesAppearOnlyUpToTheirLimit) {
+  struct Row { std::string bytes; const char* line; int limit; };
+  std::string mismatch = "%PDF-1.7\n1 0 obj<</Type/Catalog/Pages 2 0 R>>endobj\n"
+                         "2 0 obj<</Type/Pages/Count 3/Kids[10 0 R]>>endobj\n10 0 obj<</Type/Page>>endobj\n";
+  const Row rows[] = {
+      {deep_tree(1, 5001), "WARNING:  pdf_parser - too many pages - exceeded GLOBAL_MAX_PAGES = 5000 \n", 39},
+      {deep_tree(5, 5001), "DEBUG:  pdf_parser - too many pages - exceeded cap - stopping at GLOBAL_MAX_PAGES", 9},
+      {mismatch, "DEBUG: pdf_parser - potential error - page_count not the same as global_page_count - 3 - 1 \n", 10},
+      {"%PDF-1.7\n1 0 obj<</Type/Catalog>>endobj\n", "WARNING: pdf_parser - pdf could not find page_root_obj", 39},
+  };
+  for (const Row& r : rows) {
+    for (int level : {r.limit, r.limit + 1}) {
+      LogCapture log(level);
+      WalkedTree t(r.bytes);
+      EXPECT_EQ(find(log.text(), r.line) != -1, level == r.limit) << r.line << " at level " << level;
+    }
+  }
+}
+
 TEST(PageTree, DeepLevels) {
   {
     LogCapture log(9);
