@@ -166,7 +166,7 @@ int build_obj_master_list(int file_length) {
       int stop = i - 1;
       consumed = i + 6;
 
-      int from = body > 21 ? body - NUMBER_WINDOW : HEADER_SKIP;
+      int from = body > HEADER_SKIP + NUMBER_WINDOW ? body - NUMBER_WINDOW : HEADER_SKIP;
       if (from < previous_stop && previous_stop >= 0) from = previous_stop + 1;
       int number = -1;
       int generation = -1;
