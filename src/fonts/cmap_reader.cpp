@@ -138,7 +138,11 @@ void read_bfrange(const unsigned char* src, const ReaderMode& mode) {
   for (int s = 0; s < work.range_count; s++) {
     const unsigned char* sec = src + work.range_start[s];
     const int n = section_length(work.range_start[s], work.range_stop[s]);
+    // The array count belongs to the section, not to one array: a second array in the same
+    // section goes on counting (and storing) behind the first, and closes and expands by that
+    // count, so its codes take the first array's outputs.
     int array_end = -1;
+    int array_count = 0;
     bool array_open = false;
     bool in_token = false;
     int tlen = 0;
@@ -147,7 +151,6 @@ void read_bfrange(const unsigned char* src, const ReaderMode& mode) {
       // 1. a bracketed array of outputs, one per code from the range's first code on
       if (b == '[' && k > array_end) {
         array_open = true;
-        int array_count = 0;
         bool finished = false;
         bool in_array_token = false;
         int alen = 0;

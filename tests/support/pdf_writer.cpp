@@ -104,7 +104,7 @@ PdfWriter simple_text_pdf(const std::vector<std::string>& page_contents, int fan
 
   // Parents for every page and node, built bottom-up when a fanout is asked for.
   std::vector<std::pair<int, std::vector<int>>> nodes;  // node number and kids
-  int next_node = 1000;
+  int next_node = 10 + 2 * static_cast<int>(page_contents.size()) + 1000;  // above every page
   std::vector<int> parent_of_page(page_contents.size(), 2);
   std::vector<std::pair<int, int>> node_parent;  // node number, parent number
   if (fanout > 0) {

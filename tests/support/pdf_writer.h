@@ -42,8 +42,8 @@ struct PdfWriter {
 
 // A ready document: catalog 1, page tree root 2, font 3 (/F1, Helvetica, WinAnsiEncoding), and
 // for each page k (from 0) a page object 10+2k with its Flate content stream 11+2k.
-// The page tree is flat unless `fanout` > 0, in which case intermediate /Pages nodes (numbers
-// from 1000 on) hold at most `fanout` kids each, level by level, until one root remains.
+// The page tree is flat unless `fanout` > 0, in which case intermediate /Pages nodes (numbered
+// from 1000 above the last page's stream) hold at most `fanout` kids each, level by level, until one root remains.
 PdfWriter simple_text_pdf(const std::vector<std::string>& page_contents, int fanout = 0);
 
 // A content stream that shows each line with Tj under /F1 at 12 points, 14 points apart.
