@@ -16,12 +16,6 @@ using namespace pdftest;
 
 namespace {
 
-std::string joined(const PageTextRun& run) {
-  std::string all;
-  for (const std::string& t : run.texts()) all += t;
-  return all;
-}
-
 struct Row {
   const char* content;
   const char* expected;
@@ -32,7 +26,7 @@ void expect_rows(const Row* rows, size_t n) {
   for (size_t k = 0; k < n; k++) {
     PageTextRun run;
     run.run(rows[k].content);
-    EXPECT_EQ(joined(run), rows[k].expected) << rows[k].why << "\n  content: " << rows[k].content;
+    EXPECT_EQ(run.joined(), rows[k].expected) << rows[k].why << "\n  content: " << rows[k].content;
   }
 }
 
@@ -87,7 +81,7 @@ TEST(BoxDecoding, KerningUsesTheLastCharacterWidth) {
   PageTextRun run;
   add_test_font("/F1", 0, {}, {{'A', 180}});
   run.run("BT /F1 10 Tf [(A) -150 (B)] TJ ET");
-  EXPECT_EQ(joined(run), "A B");  // 180 * 0.8 = 144 <= 150
+  EXPECT_EQ(run.joined(), "A B");  // 180 * 0.8 = 144 <= 150
 }
 
 TEST(BoxDecoding, EscapesAndOctal) {
@@ -110,30 +104,30 @@ TEST(BoxDecoding, FontMapAndFallbacks) {
     PageTextRun run;
     add_test_font("/F1", 0, {{'a', 'x'}});
     run.run("BT /F1 10 Tf (ab) Tj ET");
-    EXPECT_EQ(joined(run), "xb") << "a mapped code, and an unmapped one that stands for itself";
+    EXPECT_EQ(run.joined(), "xb") << "a mapped code, and an unmapped one that stands for itself";
   }
   {
     PageTextRun run;
     add_test_font("/T3", 0, {{'a', 'x'}}, {}, -99);
     run.run("BT /T3 10 Tf (ab) Tj ET");
-    EXPECT_EQ(joined(run), "x") << "a Type3 font drops unmapped codes";
+    EXPECT_EQ(run.joined(), "x") << "a Type3 font drops unmapped codes";
   }
   {
     PageTextRun run;
     add_test_font("/F1", 0, {}, {}, 1);
     run.run("BT /F1 10 Tf (\\336) Tj ET");
-    EXPECT_EQ(joined(run), "fi") << "kind 1: 222 is the fi ligature";
+    EXPECT_EQ(run.joined(), "fi") << "kind 1: 222 is the fi ligature";
   }
   {
     PageTextRun run;
     run.run("BT (a\\240b) Tj ET");
-    EXPECT_EQ(joined(run), "a b") << "an unmapped 160 is a blank";
+    EXPECT_EQ(run.joined(), "a b") << "an unmapped 160 is a blank";
   }
   {
     PageTextRun run;
     add_test_font("/F1", 0, {}, {}, 9);
     run.run("BT /F1 10 Tf (caf\\351) Tj ET");
-    EXPECT_EQ(joined(run), "cafe") << "WinAnsi 233 folds to e";
+    EXPECT_EQ(run.joined(), "cafe") << "WinAnsi 233 folds to e";
   }
 }
 
@@ -179,7 +173,7 @@ TEST(BoxDecoding, ActualTextReplacesTheGlyphs) {
     PageTextRun run;
     GLOBAL_ACTUAL_TEXT_FLAG = 0;
     run.run(row.content);
-    EXPECT_EQ(joined(run), row.expected) << row.why;
+    EXPECT_EQ(run.joined(), row.expected) << row.why;
   }
 }
 

@@ -16,12 +16,6 @@ using namespace pdftest;
 
 namespace {
 
-std::string joined(const PageTextRun& run) {
-  std::string all;
-  for (const std::string& t : run.texts()) all += t;
-  return all;
-}
-
 struct ScanRow {
   const char* content;
   const char* expected;
@@ -42,21 +36,21 @@ TEST(ContentScan, WhichBytesMakeATextBox) {
   for (const ScanRow& row : rows) {
     PageTextRun run;
     run.run(row.content);
-    EXPECT_EQ(joined(run), row.expected) << row.why;
+    EXPECT_EQ(run.joined(), row.expected) << row.why;
   }
 }
 
 TEST(ContentScan, BtAsTheLastBytesIsNoBox) {
   PageTextRun run;
   run.run("(x) Tj BT");
-  EXPECT_EQ(joined(run), "x");
+  EXPECT_EQ(run.joined(), "x");
 }
 
 TEST(ContentScan, StreamWithoutBoxesIsReadOverItsFirst10000Bytes) {
   PageTextRun run;
   std::string early = "(Early) Tj" + std::string(10000, ' ') + "(Late) Tj";
   run.run(early);
-  EXPECT_EQ(joined(run), "Early");
+  EXPECT_EQ(run.joined(), "Early");
 }
 
 TEST(ContentScan, FailedInflationGivesNothing) {
@@ -96,7 +90,7 @@ TEST(ContentScan, TfOutsideABoxHoldsForTheBoxes) {
   PageTextRun run;
   add_test_font("/F1", 0, {{'A', 'B'}});
   run.run("/F1 12 Tf BT (A) Tj ET");
-  EXPECT_EQ(joined(run), "B");
+  EXPECT_EQ(run.joined(), "B");
   EXPECT_EQ(GLOBAL_PAGE_CMAP, 0);
   EXPECT_EQ(GLOBAL_FONT_SIZE, 12);
 }
@@ -105,7 +99,7 @@ TEST(ContentScan, FontOfAnotherPageIsNotTaken) {
   PageTextRun run;
   add_test_font("/F1", 3, {{'A', 'B'}});
   run.run("BT /F1 12 Tf (A) Tj ET", 0);
-  EXPECT_EQ(joined(run), "A");
+  EXPECT_EQ(run.joined(), "A");
   EXPECT_EQ(GLOBAL_PAGE_CMAP, -1);
 }
 
@@ -134,7 +128,7 @@ TEST(ContentScan, FontRunsOnFromStreamToStream) {
   add_test_font("/F1", 0, {{'A', 'C'}});
   run.run("BT /F1 12 Tf ET");
   run.run("BT (A) Tj ET");
-  EXPECT_EQ(joined(run), "C");
+  EXPECT_EQ(run.joined(), "C");
 }
 
 TEST(ContentScan, StreamsCutAtEveryByteStayInsideTheirBytes) {
@@ -164,7 +158,7 @@ TEST(ContentScan, PastTheBoxLimitBoxesAreLeftOutAndLogged) {
   run.run(content);
   EXPECT_NE(find(log.text(), "DEBUG:  pdf_parser - unusual - exceeded max text box count -  10000 \n"), -1);
   EXPECT_NE(find(log.text(), "exceeded max text box count -  10002 \n"), -1);
-  EXPECT_EQ(joined(run), "");
+  EXPECT_EQ(run.joined(), "");
 }
 
 }  // namespace

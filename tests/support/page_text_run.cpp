@@ -66,6 +66,12 @@ std::vector<std::string> PageTextRun::texts() const {
   return out;
 }
 
+std::string PageTextRun::joined() const {
+  std::string all;
+  for (const std::string& t : texts()) all += t;
+  return all;
+}
+
 std::string PageTextRun::brik_file() const { return read_file(work + brik_file_name); }
 
 int add_test_font(const std::string& name, int page, const std::vector<std::pair<int, int>>& map,

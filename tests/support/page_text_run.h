@@ -18,6 +18,7 @@ struct PageTextRun {
   int run(const std::string& content, int page = 0);
   // The text of every brik now in Briks, in order.
   std::vector<std::string> texts() const;
+  std::string joined() const;     // those texts run together
   std::string brik_file() const;  // the brik file, as written by flushes so far
   LoadedDoc doc;
   std::string work;                // temp folder, ending in "/"
