@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
 """Writes the small PDFs under samples/ that the main job parses. They are made by this
-script, byte for byte, so they can be made again: python3 scripts/make_samples.py"""
+script, byte for byte, so they can be made again: python3 scripts/make_samples.py
+With --big N PATH it writes one large text document of N pages instead, for timing runs."""
 import os
+import sys
 import zlib
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -115,7 +117,21 @@ def tables():
     return pdf(document([table_page()], "Tables"))
 
 
+def big(pages):
+    words = " ".join(PROSE).split()
+    contents = []
+    for p in range(pages):
+        lines = [" ".join(words[(p + 7 * k + j) % len(words)] for j in range(12)) for k in range(45)]
+        contents.append(heading("Page %d" % (p + 1), 14) + text_page(lines, size=11, top=740))
+    return pdf(document(contents, "Big"))
+
+
 def main():
+    if len(sys.argv) == 4 and sys.argv[1] == "--big":
+        with open(sys.argv[3], "wb") as f:
+            f.write(big(int(sys.argv[2])))
+        print("wrote %s (%s pages)" % (sys.argv[3], sys.argv[2]))
+        return
     os.makedirs(OUT, exist_ok=True)
     for name, data in [("letter.pdf", letter()), ("report.pdf", report()), ("tables.pdf", tables())]:
         with open(os.path.join(OUT, name), "wb") as f:
