@@ -150,6 +150,24 @@ TEST(BrikFields, TextBrik) {
   EXPECT_EQ(Briks[1].sub_index, 1);
 }
 
+TEST(BrikFields, PositionsTruncateUpToTheLargestFloatBelowTwoToThe31) {
+  struct Row {
+    const char* x;
+    int expected;
+    const char* why;
+  } rows[] = {
+      {"2147483520", 2147483520, "the largest float below 2^31 is an int and stays as it is"},
+      {"-2147483520", -2147483520, "and so is its negative"},
+      {"3000000000", 2147483647, "past the int range: held at its end"},
+  };
+  for (const auto& row : rows) {
+    PageTextRun run;
+    run.run(std::string("BT 1 0 0 1 ") + row.x + " 5 Tm (" + words(100) + ") Tj ET");
+    ASSERT_GE(global_brik_counter, 1) << row.why;
+    EXPECT_EQ(Briks[0].coords_x, row.expected) << row.why;
+  }
+}
+
 TEST(BrikFields, HeaderTextRepeatsAtBoxEndsAndEmptiesInTheClosingPass) {
   PageTextRun run;
   run.run("BT /F1 20 Tf (Title) Tj /F1 10 Tf (" + words(400) + ") Tj ET");

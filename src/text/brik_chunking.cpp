@@ -49,7 +49,7 @@ void brik_chunking_begin(void) {
 
 int truncate_position(float v) {
   if (std::isnan(v)) return 0;
-  if (v >= 2147483520.0f) return 2147483647;
+  if (v >= 2147483648.0f) return 2147483647;
   if (v <= -2147483648.0f) return -2147483647 - 1;
   return static_cast<int>(v);
 }
