@@ -67,10 +67,8 @@ static void store_cell(int row, int cell, int x, int y) {
     g.text[GRID_CELL_TEXT - 1] = 0;
     g.x = x;
     g.y = y;
-  } else {
-    log_at(9, "DEBUG: pdf_parser - table row full - cell not stored - row %d - cell %d \n", row,
-           cell);
   }
+  // A cell past the row's storage is dropped without a word, like all text past a bound here.
   cell_text[0] = 0;
   cells_total++;
 }
