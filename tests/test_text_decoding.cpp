@@ -47,6 +47,16 @@ TEST(BoxDecoding, WordGapsBetweenStrings) {
   expect_rows(rows, sizeof rows / sizeof rows[0]);
 }
 
+TEST(BoxDecoding, GapFactorsAreComparedInDoublePrecision) {
+  const Row rows[] = {
+      {"BT /F1 12 Tf (ab) Tj 21.6 0 Td <0041> Tj ET", "ab A",
+       "12 x 0.8 is 9.6 in double, just below the float gap of 21.6 - 12: the hex string owes a blank"},
+      {"BT /F1 6 Tf 1 0 0 1.1 0 0 Tm 1 0 0 1.1 1.6500001 0 Tm [(A)] TJ (b) Tj ET", " Ab",
+       "6 x 0.5 x 1.1 x 500 / 1000 in double is just below the float gap of 1.6500001: the array owes a blank"},
+  };
+  expect_rows(rows, sizeof rows / sizeof rows[0]);
+}
+
 TEST(BoxDecoding, OperatorAfterTheString) {
   const Row rows[] = {
       {"BT (Hi)Tj ET", "Hi", "Tj touching the string"},

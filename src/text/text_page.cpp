@@ -542,7 +542,7 @@ static void text_move_at(int i) {
   tm_x = tm_x + rx * text_scale;
   tml_x = tm_x;
   tm_y = tm_y + ry * text_scale;
-  if (10 < rx * text_scale && font_size * 1.5f < rx && (ry == 0.0f || std::fabs(tm_y - last_y) < 1.0f)) {
+  if (10 < rx * text_scale && font_size * 1.5 < rx && (ry == 0.0f || std::fabs(tm_y - last_y) < 1.0f)) {
     layout_jump_count++;
     close_pending_cell();
   }
@@ -661,13 +661,15 @@ static void decode_box(int box) {
       if ((last_x + 10 < tml_x && dy <= 2) || dy > 2) close_pending_cell();
     }
     // ---- c. "<" opens a hex string (twice for "<<") ----
+    // The factors 0.8, 1.5 and 0.5 here and at "[" are double constants, so those products are
+    // compared in double precision, unlike the float sums they are compared with.
     if (c == '<' && !in_string) {
       in_hex = 1;
       int d = distance_now();
-      hex_space_pending = d > 0 || (last_hex_len < 3 && std::fabs(text_scale) * font_size * 0.8f < tm_x - last_x);
+      hex_space_pending = d > 0 || (last_hex_len < 3 && std::fabs(text_scale) * font_size * 0.8 < tm_x - last_x);
       apply_kerning(-154, 0);
       float dy = std::fabs(tm_y - last_y);
-      if ((last_x + 10 < tml_x && text_scale * font_size * 1.5f < tml_x - last_x && tm_y == last_y) || dy > 1) {
+      if ((last_x + 10 < tml_x && text_scale * font_size * 1.5 < tml_x - last_x && tm_y == last_y) || dy > 1) {
         close_pending_cell();
       }
     }
@@ -680,7 +682,7 @@ static void decode_box(int box) {
       int d = distance_now();
       if (d > 0 || (last_array_len < 5 && font_size * 5 * text_scale < tml_x - last_x)) {
         append_box(" ", 1);
-      } else if (last_array_len < 5 && (font_size * 0.5f * text_scale * 500) / 1000 < tm_x - last_x) {
+      } else if (last_array_len < 5 && (font_size * 0.5 * text_scale * 500) / 1000 < tm_x - last_x) {
         append_line(" ", 1);
       }
     }
