@@ -59,6 +59,17 @@ TEST(BrikCut, EdgeRulesAtSize400) {
        "2000 bytes in one box: one brik at its end, the rest in the closing pass"},
       {box(std::string(450, 'a') + " " + std::string(100, 'b')), {451, 100}, "smart edge: the first blank"},
       {box("     "), {}, "blanks only: no brik"},
+      {box(std::string(395, 'a') + " Mrs. " + std::string(150, 'z')), {401, 150},
+       "no cut at the dot of Mrs."},
+      {box(std::string(397, 'a') + "Mr. " + std::string(150, 'z')), {401, 150}, "nor at the dot of Mr."},
+      {box(std::string(397, 'a') + ".b. " + std::string(150, 'z')), {401, 150},
+       "a dot with another dot in the five bytes before it does not end the chunk"},
+      {box(std::string(598, 'a') + "1." + std::string(150, 'x')), {601, 149},
+       "a digit before a dot at byte 600 holds the hard bound back by one byte"},
+      {box(std::string(399, 'a') + ".") + box(std::string(300, 'b')), {400, 300},
+       "a dot as the last byte at the size ends the chunk at the box's end"},
+      {box(std::string(405, 'a') + "\\r\\n" + std::string(150, 'b')), {406, 151},
+       "a carriage return and a line feed cut at the first"},
   };
   for (const auto& row : rows) {
     PageTextRun run;
