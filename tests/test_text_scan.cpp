@@ -53,6 +53,13 @@ TEST(ContentScan, StreamWithoutBoxesIsReadOverItsFirst10000Bytes) {
   EXPECT_EQ(run.joined(), "Early");
 }
 
+TEST(ContentScan, OperatorBehindTheFirst10000BytesStillShowsTheString) {
+  // ")" is the last byte read (9999); its Tj stands at 10001, past the lowered length.
+  PageTextRun run;
+  run.run(std::string(9997, ' ') + "(x) Tj");
+  EXPECT_EQ(run.joined(), "x");
+}
+
 TEST(ContentScan, FailedInflationGivesNothing) {
   PageTextRun run;
   flate_dst_tmp_buffer = nullptr;

@@ -75,6 +75,8 @@ static int cell_len = 0;  // bytes in cell_text; the table pass only ever emptie
 // ---- the stream and the state that runs through the whole call ----
 static const unsigned char* stream = nullptr;
 static int stream_len = 0;       // bytes of the stream in force for every bound test
+static int stream_bytes = 0;     // all bytes of the stream: the reads that make no bound test of
+                                 // their own (operator after a string, EMC) stop only here
 static int call_page = 0;
 static int font_index = -1;
 static int font_size = 10;
@@ -393,12 +395,13 @@ static void apply_kerning(int space_below, int use_char_width) {
 }
 
 // Which operator follows a closing ")", "]" or ">" at i: 1 for Tj or TJ starting within three
-// bytes, 2 for a quote within five, -1 for none. Bytes past the stream are absent.
+// bytes, 2 for a quote within five, -1 for none. In a stream without boxes the bytes past the
+// lowered length are still looked at; only bytes past the whole stream are absent.
 static int operator_after(int i) {
   for (int j = 1; j <= 5; j++) {
-    if (i + j >= stream_len) return -1;
+    if (i + j >= stream_bytes) return -1;
     unsigned char b = stream[i + j];
-    if (b == 'T' && j + 1 < 5 && i + j + 1 < stream_len &&
+    if (b == 'T' && j + 1 < 5 && i + j + 1 < stream_bytes &&
         (stream[i + j + 1] == 'J' || stream[i + j + 1] == 'j')) {
       return 1;
     }
@@ -704,7 +707,7 @@ static void decode_box(int box) {
         actual_text_active = 1;
         GLOBAL_ACTUAL_TEXT_FLAG = 0;
       }
-      if (!in_array && actual_text_active && c == 'E' && i + 2 < stream_len && stream[i + 1] == 'M' &&
+      if (!in_array && actual_text_active && c == 'E' && i + 2 < stream_bytes && stream[i + 1] == 'M' &&
           stream[i + 2] == 'C') {
         actual_text_active = 0;
       }
@@ -771,6 +774,7 @@ int text_processor_page(int length, int page) {
   cell_ready = 0;
   stream = flate_dst_tmp_buffer;
   stream_len = stream != nullptr ? length : -1;
+  stream_bytes = stream_len;
   call_page = page;
   font_index = GLOBAL_PAGE_CMAP;
   font_size = GLOBAL_FONT_SIZE;
