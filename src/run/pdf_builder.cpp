@@ -231,11 +231,7 @@ static int run_page_loop(void) {
   int blocks_created = 0;
   for (int p = 0; p < global_page_count; p++) {
     int page_briks = 0;
-    if (global_brik_counter >= GLOBAL_MAX_BRIKS) {
-      log_at(9, "DEBUG: pdf_parser - global_block_counter > 1000 - writing to disk now - %d \n",
-             global_brik_counter);
-      flush_brik_batch();
-    }
+    if (global_brik_counter >= GLOBAL_MAX_BRIKS) flush_brik_batch();
     master_page_brik_start = global_brik_counter;
     master_page_brik_stop = global_brik_counter;
     GLOBAL_PAGE_CMAP = -1;
