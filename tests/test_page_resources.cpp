@@ -111,6 +111,35 @@ TEST(PageResources, IndirectXObjectDictionary) {
   EXPECT_EQ(font_list(), "/F1=3[0] ");
 }
 
+TEST(PageResources, FontInALongerKeyTakesThePageFontPath) {
+  // "Font" inside /FontFoo is found in the page span, so the page's Font value " 1 " is read as
+  // a bare reference: object 1 (the catalog) has no Font key and is read as a font dictionary,
+  // and the referenced /Resources are never looked at.
+  PdfWriter w = with_pages({10, 12});
+  w.add(10, "<< /Type /Page /FontFoo 1 /Resources 20 0 R /Contents 11 0 R >>");
+  w.add(12, "<< /Type /Page /Parent 2 0 R /Contents 13 0 R >>");
+  w.add(20, "<< /Font << /F1 3 0 R >> >>");
+  PassRun run(w, {10, 12});
+  EXPECT_EQ(font_list(), "/Type=2[0] ") << "the catalog's first pair became a font of page 0";
+  EXPECT_EQ(Pages[1].image_count, 0) << "a page with no resources of its own has none";
+}
+
+TEST(PageResources, ResourceWalkThatTurnsBackEnds) {
+  // The image copy of a resource dictionary sets the walk's index back to the image count.
+  // Here object 24 is met at index 4 each time round and sends the walk back to index 1, so the
+  // walk would never end; it stops after its turn limit and says so.
+  PdfWriter w = with_pages({10});
+  w.add(10, "<< /Type /Page /Resources [20 0 R 21 0 R 22 0 R 23 0 R 24 0 R] /Contents 11 0 R >>");
+  w.add(20, "<< /XObject << /Im1 30 0 R /Im2 31 0 R /Im3 32 0 R >> >>");
+  w.add(24, "<< /XObject << /ImA 33 0 R >> >>");
+  for (int k = 21; k <= 23; k++) w.add(k, "<< /ProcSet [/PDF] >>");
+  for (int k = 30; k <= 33; k++) w.add(k, kImage);
+  LogCapture log(39);
+  PassRun run(w, {10});
+  EXPECT_NE(find(log.text(), "WARNING: pdf_parser - page resources walk stopped - too many turns - 0 \n"), -1);
+  EXPECT_EQ(image_list(0), "/ImA=33 ") << "the last XObject list read has the last word";
+}
+
 TEST(PageResources, FontsAcrossPages) {
   PdfWriter w = with_pages({10, 12, 14, 16});
   w.add(10, "<< /Type /Page /Resources << /Font << /F1 3 0 R >> >> /Contents 11 0 R >>");
