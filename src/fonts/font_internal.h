@@ -6,6 +6,8 @@
 
 #include <cstdint>
 
+extern "C" {
+
 // Index of `name` in glyph_names by exact comparison, or -1.
 int glyph_index(const char* name);
 
@@ -17,3 +19,5 @@ int append_font_pair(int font_index, int count, int64_t code, int64_t out);
 void cmap_index_forget(int font_index);
 // A new document's records are about to be written: forget every index.
 void cmap_index_forget_all();
+
+}  // extern "C"

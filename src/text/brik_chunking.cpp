@@ -24,7 +24,7 @@ char* core_text_out = nullptr;
 char* page_headline = nullptr;
 }
 
-namespace page_text {
+extern "C" {
 
 int core_text_len = 0;
 int core_text_out_len = 0;
@@ -250,4 +250,4 @@ int brik_closing_pass(int page, int box_count) {
   return made;
 }
 
-}  // namespace page_text
+}  // extern "C"

@@ -18,7 +18,6 @@
 #include "text/text_page_state.h"
 #include "text/text_page_work.h"
 
-using namespace page_text;
 
 constexpr int MAX_TEXT_BOXES = 10000;      // per content stream; later boxes are left out and logged
 constexpr int NO_BOX_STREAM_LIMIT = 10000; // a stream without BT is read as one box of this many bytes
@@ -43,7 +42,7 @@ char* cell_text = nullptr;
 int cell_ready = 0;
 }
 
-namespace page_text {
+extern "C" {
 char* box_text = nullptr;
 int box_text_len = 0;
 char* head_text = nullptr;
@@ -57,7 +56,7 @@ void append_bytes(char* dst, int* len, int size, const char* src, int n) {
   *len += n;
   dst[*len] = 0;
 }
-}  // namespace page_text
+}  // extern "C"
 
 // ---- the text box table of one call (kept between calls; only entries below box_count are read) ----
 static int box_start[MAX_TEXT_BOXES];

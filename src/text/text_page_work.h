@@ -6,7 +6,7 @@
 
 #include "text/text_page_state.h"
 
-namespace page_text {
+extern "C" {
 
 constexpr int BOX_TEXT_SIZE = 500000;   // text of the current box; appends past it are dropped
 constexpr int HEAD_TEXT_SIZE = 50000;   // large or bold type; appends past it are dropped
@@ -33,4 +33,4 @@ void brik_chunking_begin(void);                      // empties core_text, core_
 int brik_cut_at_box_end(int page, int box_index);    // at most one brik, after each box
 int brik_closing_pass(int page, int box_count);      // all that is left, after the last box
 
-}  // namespace page_text
+}  // extern "C"
