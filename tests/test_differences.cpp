@@ -48,7 +48,9 @@ TEST(Differences, Arrays) {
       {"/space /A", "", "no [ means no pairs"},
       {"[65 /A 70]", "65>65", "a number before ] is read, then nothing follows"},
       {"[65\n/A\r/B 70 /C]", "65>65 66>66 70>67", "line ends end tokens"},
-      {"[65 /A 70", "65>65", "a number at the very end is not read"}};
+      {"[65 /A 70", "65>65", "a number at the very end is not read"},
+      {"[2147483646 /A /B /C /D 66 /E]", "2147483646>65 2147483647>66 66>69",
+       "names past the largest code drop until a number sets the code again"}};
   for (const Row& r : rows) {
     Font_CMAP[0].cmap_count = 0;
     EXPECT_EQ(diff_pairs(r.text), r.pairs) << r.text << ": " << r.why;

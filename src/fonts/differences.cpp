@@ -2,6 +2,7 @@
 // [code /name /name ...] array of a font's Differences into pairs of the font's map.
 // Reads: the text it is given, Font_CMAP[font].cmap_count. Writes: cmap_in / cmap_out from
 // cmap_count on (the caller stores the new total). Limits: FONT_MAP_SIZE pairs; later ones drop.
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 
@@ -83,6 +84,7 @@ int differences_handler(char* text, int font_index) {
   char name[DIFF_MAX_NAME + 1] = {0};
   int name_length = 0;
   int code = 0;
+  bool code_past_end = false;  // the last name took INT_MAX; names until the next number drop
 
   for (const char* p = text; *p; p++) {
     const char c = *p;
@@ -105,6 +107,8 @@ int differences_handler(char* text, int font_index) {
     if (!token_end) continue;
 
     // ---- 5. a name takes the next code; a number sets it ----
+    // A name past the largest code has no code to take and is dropped, up to the next number.
+    if (!number_mode && name_length > 0 && code_past_end) name_length = 0;
     if (!number_mode && name_length > 0) {
       int k = glyph_index(name);
       if (k >= 0) {
@@ -114,11 +118,13 @@ int differences_handler(char* text, int font_index) {
       } else if (name_length > 2 && name[0] == 'g' && name[1] == '0') {
         count = append_font_pair(font_index, count, code, atoi(name + 2));
       }
-      code++;
+      if (code == INT_MAX) code_past_end = true;
+      else code++;
     }
     if (number_mode) {
       digits[digit_count] = 0;
       code = get_int_from_byte_array(digits);
+      code_past_end = false;
       digit_count = 0;
       digits[0] = 0;
     }
