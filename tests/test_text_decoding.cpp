@@ -149,6 +149,16 @@ TEST(BoxDecoding, PenMovesByWidthSizeAndScale) {
   EXPECT_FLOAT_EQ(last_x, tml_x);
 }
 
+TEST(BoxDecoding, HugeSizesMoveThePenWithoutWrapping) {
+  PageTextRun run;
+  run.run("BT /F1 2147483647 Tf (A) Tj ET");
+  // Width 500 at the largest size: the product is past the int range, the pen still moves right.
+  EXPECT_FLOAT_EQ(tml_x, 500 * 2147483647.0f / 1000.0f);
+  PageTextRun second;
+  second.run("BT /F1 500000000 Tf [(A)] TJ ET");
+  EXPECT_EQ(second.joined(), "A") << "five times the size, past the int range, is compared at [";
+}
+
 TEST(BoxDecoding, TdMovesInScaledUnits) {
   PageTextRun run;
   run.run("BT 2 0 0 2 10 700 Tm 0 -14 Td ET");

@@ -449,9 +449,11 @@ static inline int short_text_length(const char* text) {
   return 1 + static_cast<int>(strlen(text + 1));
 }
 
+// The width times the size is formed in 64 bits: both come from the file unchecked, and their
+// product, exact in 64 bits, turns into the same float an int product in range would.
 static void move_pen_after(int code) {
   last_char_width = char_width(code);
-  tml_x = tml_x + last_char_width * font_size * text_scale / 1000.0f;
+  tml_x = tml_x + static_cast<int64_t>(last_char_width) * font_size * text_scale / 1000.0f;
 }
 
 // Plain branch: one character of a literal string, or an unknown escape that shows nothing.
@@ -682,7 +684,7 @@ static void decode_box(int box) {
       kern_dot = 0;
       kern_text[0] = 0;
       int d = distance_now();
-      if (d > 0 || (last_array_len < 5 && font_size * 5 * text_scale < tml_x - last_x)) {
+      if (d > 0 || (last_array_len < 5 && static_cast<int64_t>(font_size) * 5 * text_scale < tml_x - last_x)) {
         append_box(" ", 1);
       } else if (last_array_len < 5 && (font_size * 0.5 * text_scale * 500) / 1000 < tm_x - last_x) {
         append_line(" ", 1);
