@@ -82,7 +82,9 @@ TEST(FontPass, Widths) {
   w.add(7, "<< /Type /Font /BaseFont /Symbol >>");
   w.add(8, "<< /Type /Font /BaseFont /Courier >>");
   w.add(9, "<< /Type /Font /LastChar 66 /Widths [700 700] >>");
-  FontRun run({3, 4, 5, 6, 7, 8, 9}, w);
+  w.add(30, "<< /Type /Font /FirstChar 2147483647 /LastChar 2147483647 /Widths [700 800] >>");
+  w.add(31, "<< /Type /Font /FirstChar " + std::to_string(FONT_WIDTHS_SIZE - 1) + " /LastChar 2 /Widths [700 800] >>");
+  FontRun run({3, 4, 5, 6, 7, 8, 9, 30, 31}, w);
   struct Row { int font; int code; long width; const char* why; } rows[] = {
       {0, 31, 0, "below FirstChar is 0"}, {0, 32, 100, "first number at FirstChar"},
       {0, 126, 194, "95th number at 126"}, {0, 127, 0, "above the array is left alone"},
@@ -91,7 +93,11 @@ TEST(FontPass, Widths) {
       {2, 123, 0, "standard tables stop at z"}, {2, 10, 0, "below the space is 0"},
       {3, 65, 666, "ArialMT A"}, {3, 105, 222, "ArialMT i"}, {4, 65, 722, "Symbol A"},
       {4, 71, 603, "Symbol G"}, {5, 65, 500, "default width"}, {5, 499, 500, "default up to 499"},
-      {5, 500, 0, "500 and above untouched"}, {6, 65, 0, "Widths without FirstChar writes nothing"}};
+      {5, 500, 0, "500 and above untouched"}, {6, 65, 0, "Widths without FirstChar writes nothing"},
+      {7, 0, 0, "FirstChar at the int limit writes nothing and wraps nowhere"},
+      {7, 1, 0, "nor one code further"},
+      {8, FONT_WIDTHS_SIZE - 1, 700, "the table's last slot takes the first number"},
+      {8, 0, 0, "the second number drops past the end"}};
   for (const Row& r : rows) EXPECT_EQ(Font_CMAP[r.font].widths[r.code], r.width) << r.why;
 }
 

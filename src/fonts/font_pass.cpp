@@ -69,7 +69,10 @@ void widths_from_array(FontRecord& font, Span value, int first_char, int last_ch
   if (count < 1) return;
   if (count > GLOBAL_NN_TMP_COUNT) count = GLOBAL_NN_TMP_COUNT;
   for (int i = 0; i < first_char && i < FONT_WIDTHS_SIZE; i++) font.widths[i] = 0;
-  for (int k = 0; k < count; k++) set_width(font, first_char + k, nn_global_tmp[k].number);
+  // The loop stops at the table's end, so first_char + k stays inside int as well.
+  for (int k = 0; k < count && k < FONT_WIDTHS_SIZE - first_char; k++) {
+    set_width(font, first_char + k, nn_global_tmp[k].number);
+  }
 }
 
 // ---- 6. widths with no /Widths: a standard table by name, or the default ----
