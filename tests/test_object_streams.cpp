@@ -121,6 +121,7 @@ TEST(ObjectStreams, OddHeaders) {
   const Row rows[] = {
       {"<</A 1>>", 0, "no header: zero objects"},
       {"5 0 6 40<</A 1>>", 2, "a number right before < is dropped; the missing offset gives no bytes"},
+      {"5 2147483647 6 0 <</A 1>>", 2, "an offset at the int limit is held at the data's end"},
   };
   for (const Row& r : rows) {
     PdfWriter w;

@@ -92,9 +92,10 @@ int flate_handler_buffer_v2(int start, int stop) {
 
 // Where an object's bytes begin in the inflated data: `first` plus its offset, `first` for a
 // negative offset, never past the data's end.
+// The sum is formed in 64 bits: both parts come from the file and may be near the int limit.
 static int object_source_start(int first, int offset, int length) {
-  int at = offset < 0 ? first : first + offset;
-  return at > length ? length : at;
+  int64_t at = offset < 0 ? first : static_cast<int64_t>(first) + offset;
+  return at > length ? length : static_cast<int>(at);
 }
 
 // Unpacks the object stream of the object whose stream_start and stop are given. Each object is
