@@ -27,16 +27,6 @@ int run_opts(const std::string& folder, const std::string& name, int level, std:
   return pages;
 }
 
-int builder_result(const std::string& bytes) {
-  std::string folder = make_temp_dir("builder");
-  std::string path = folder + "doc.pdf";
-  write_file(path, bytes);
-  GLOBAL_WRITE_TO_DB = 0;
-  global_image_fp = const_cast<char*>("/nonexistent/");
-  global_write_to_filename = const_cast<char*>("briks.txt");
-  return pdf_builder(const_cast<char*>(path.c_str()), const_cast<char*>("a"),
-                     const_cast<char*>("l"), const_cast<char*>("t"));
-}
 
 const char* kSummary =
     "INFO: pdf_parser - pdf files-%d \n"
@@ -130,7 +120,7 @@ TEST(DocumentBuilder, Results) {
       {"no object at all", "%PDF-1.4\n%%EOF\n", -1},
       {"a catalog with an empty page tree", empty_tree.build(), 0},
   };
-  for (const Row& row : rows) EXPECT_EQ(builder_result(row.bytes), row.result) << row.why;
+  for (const Row& row : rows) EXPECT_EQ(run_pdf_builder(row.bytes), row.result) << row.why;
 }
 
 TEST(DocumentBuilder, RefusalLinesAndTheirLimits) {
@@ -139,7 +129,7 @@ TEST(DocumentBuilder, RefusalLinesAndTheirLimits) {
   in_dict.add(2, "<</Kids[]/Encrypt 7 0 R>>").add(1, "<</Type/Catalog/Pages 2 0 R>>");
   {
     LogCapture log(39);
-    EXPECT_EQ(builder_result(in_dict.build()), -2);
+    EXPECT_EQ(run_pdf_builder(in_dict.build()), -2);
     EXPECT_NE(find(log.text(),
                    "WARNING:  pdf_parser - encrypted pdf - can not process further - Encrypt "
                    "Dict - <</Kids[]/Encrypt 7 0 R> \n"),  // the span's last byte is not part of the text
@@ -148,28 +138,28 @@ TEST(DocumentBuilder, RefusalLinesAndTheirLimits) {
   }
   {
     LogCapture log(40);  // a warning is not written at 40
-    EXPECT_EQ(builder_result(in_dict.build()), -2);
+    EXPECT_EQ(run_pdf_builder(in_dict.build()), -2);
     EXPECT_EQ(log.text(), "");
   }
   PdfWriter tail = simple_text_pdf({text_lines_content({"x"})});
   tail.trailer_extra = "/Encrypt 40 0 R";
   {
     LogCapture log(49);
-    EXPECT_EQ(builder_result(tail.build()), -2);
+    EXPECT_EQ(run_pdf_builder(tail.build()), -2);
     EXPECT_EQ(log.text(),
               "ERROR:  pdf_parser - encrypted pdf - can not process further - found Encrypt in "
               "pdf trailer. \n");
   }
   {
     LogCapture log(49);
-    EXPECT_EQ(builder_result("%PDF-1.4\n"), -1);
+    EXPECT_EQ(run_pdf_builder("%PDF-1.4\n"), -1);
     EXPECT_EQ(log.text(),
               "ERROR: pdf_parser - catalog not found - unusual - exiting and returning error code "
               "- can not process further. \n");
   }
   {
     LogCapture log(50);  // from 50 on nothing is written
-    EXPECT_EQ(builder_result("%PDF-1.4\n"), -1);
+    EXPECT_EQ(run_pdf_builder("%PDF-1.4\n"), -1);
     EXPECT_EQ(log.text(), "");
   }
 }
@@ -183,7 +173,7 @@ TEST(DocumentBuilder, CatalogInsideAnObjectStream) {
                            {2, "<</Type/Pages/Kids[]/Count 0>>"}});
   w.add_stream(5, "/Type/Metadata/Subtype/XML", xmp, false);
   LogCapture log(9);
-  EXPECT_EQ(builder_result(w.build()), 0);
+  EXPECT_EQ(run_pdf_builder(w.build()), 0);
   EXPECT_STREQ(my_doc.creator_tool, "Stream Maker 2");
   EXPECT_NE(find(log.text(), "DEBUG: pdf_parser - unusual_case - searching in objstm for catalog: 2-4 \n"), -1)
       << log.text();
@@ -196,7 +186,7 @@ TEST(DocumentBuilder, BadObjectStreamCancelsAGoodOne) {
   PdfWriter w;
   w.add_object_stream(20, {{1, "<</Type/Catalog/Pages 2 0 R>>"}});
   w.add(21, "<</Type/ObjStm/N 1/First 4/Filter/FlateDecode/Length 9>>\nstream\nnot zlib!\nendstream");
-  EXPECT_EQ(builder_result(w.build()), -1);
+  EXPECT_EQ(run_pdf_builder(w.build()), -1);
 }
 
 // A document without a catalog leaves the metadata of the one before it in my_doc.
@@ -205,9 +195,9 @@ TEST(DocumentBuilder, MetadataStaysWhenNoCatalogIsFound) {
   PdfWriter w;
   w.add(1, "<</Type/Catalog/Pages 2 0 R/Metadata 5 0 R>>").add(2, "<</Type/Pages/Kids[]/Count 0>>");
   w.add_stream(5, "/Type/Metadata/Subtype/XML", xmp, false);
-  EXPECT_EQ(builder_result(w.build()), 0);
+  EXPECT_EQ(run_pdf_builder(w.build()), 0);
   EXPECT_STREQ(my_doc.created_date, "2021-05-06");
-  EXPECT_EQ(builder_result("%PDF-1.4\n1 0 obj\n<</A 1>>\nendobj\n\n"), -1);
+  EXPECT_EQ(run_pdf_builder("%PDF-1.4\n1 0 obj\n<</A 1>>\nendobj\n\n"), -1);
   EXPECT_STREQ(my_doc.created_date, "2021-05-06");
 }
 

@@ -178,23 +178,13 @@ TEST(ObjectStreams, CounterLimitKeepsTheLastRecordInvisible) {
 
 // ---- through the document builder ----
 
-static int builder_result(const std::string& bytes) {
-  std::string folder = make_temp_dir("objstm");
-  std::string path = folder + "doc.pdf";
-  write_file(path, bytes);
-  GLOBAL_WRITE_TO_DB = 0;
-  global_image_fp = const_cast<char*>(folder.c_str());
-  global_write_to_filename = const_cast<char*>("briks.txt");
-  return pdf_builder(const_cast<char*>(path.c_str()), const_cast<char*>("a"), const_cast<char*>("l"),
-                     const_cast<char*>("t"));
-}
 
 TEST(ObjectStreams, CatalogOnlyInsideAStreamIsFoundByTheFallback) {
   PdfWriter w;
   w.add(3, "<</Type/Metadata/Subtype/XML/Length 60>>\nstream\n<xmp:CreatorTool>Writer 1.0</xmp:CreatorTool>\nendstream");
   w.add_object_stream(50, {{1, "<</Type/Catalog/Pages 2 0 R/Metadata 3 0 R>>"}, {2, "<</Type/Pages/Kids[]/Count 0>>"}});
   LogCapture log(9);
-  EXPECT_EQ(builder_result(w.build(Xref::broken)), 0);
+  EXPECT_EQ(run_pdf_builder(w.build(Xref::broken)), 0);
   EXPECT_NE(find(log.text(), "DEBUG: pdf_parser - unusual_case - success OK - found Catalog Dict in ObjStm - "
                              "<</Type/Catalog/Pages 2 0 R/Metadata 3 0 R> \n"), -1)
       << "the text reader stops before the span's last byte";
@@ -206,7 +196,7 @@ TEST(ObjectStreams, OneGoodOneBadStreamSkipsTheFallback) {
   w.add_object_stream(50, {{1, "<</Type/Catalog/Pages 2 0 R>>"}});
   w.add_object_stream(51, {{2, "<</Type/Pages/Kids[]/Count 0>>"}}, false);
   LogCapture log(49);
-  EXPECT_EQ(builder_result(w.build(Xref::sound)), -1) << "hidden_count is 1 - 1 = 0";
+  EXPECT_EQ(run_pdf_builder(w.build(Xref::sound)), -1) << "hidden_count is 1 - 1 = 0";
   EXPECT_EQ(log.text(), "ERROR: pdf_parser - catalog not found - unusual - exiting and returning error code - "
                         "can not process further. \n");
 }

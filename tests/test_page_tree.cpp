@@ -240,16 +240,6 @@ TEST(PageTree, ThousandPagesTakeMilliseconds) {
 
 // ---- whole documents ----
 
-static int builder_result(const std::string& bytes) {
-  std::string folder = make_temp_dir("tree");
-  std::string path = folder + "doc.pdf";
-  write_file(path, bytes);
-  GLOBAL_WRITE_TO_DB = 0;
-  global_image_fp = const_cast<char*>(folder.c_str());
-  global_write_to_filename = const_cast<char*>("briks.txt");
-  return pdf_builder(const_cast<char*>(path.c_str()), const_cast<char*>("a"), const_cast<char*>("l"),
-                     const_cast<char*>("t"));
-}
 
 TEST(Documents, MultiLevelTreeWithBrokenXrefThroughTheEntry) {
   std::vector<std::string> contents(40, text_lines_content({"Hello world"}));
@@ -272,10 +262,10 @@ TEST(Documents, EncryptedAndCataloglessFilesAreRefused) {
   PdfWriter no_catalog;
   no_catalog.add(2, "<</Type/Pages/Kids[]/Count 0>>");
   LogCapture log(39);
-  EXPECT_EQ(builder_result(encrypted.build(Xref::sound)), -2);
-  EXPECT_EQ(builder_result(in_dict.build(Xref::sound)), -2);
-  EXPECT_EQ(builder_result(no_catalog.build(Xref::sound)), -1);
-  EXPECT_EQ(builder_result("%PDF-1.7\n"), -1) << "no object at all";
+  EXPECT_EQ(run_pdf_builder(encrypted.build(Xref::sound)), -2);
+  EXPECT_EQ(run_pdf_builder(in_dict.build(Xref::sound)), -2);
+  EXPECT_EQ(run_pdf_builder(no_catalog.build(Xref::sound)), -1);
+  EXPECT_EQ(run_pdf_builder("%PDF-1.7\n"), -1) << "no object at all";
   std::string text = log.text();
   EXPECT_NE(find(text, "ERROR:  pdf_parser - encrypted pdf - can not process further - found Encrypt in pdf trailer. \n"), -1);
   EXPECT_NE(find(text, "WARNING:  pdf_parser - encrypted pdf - can not process further - Encrypt Dict - <</Encrypt 9 0 R> \n"), -1);

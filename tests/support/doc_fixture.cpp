@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "objects/objects.h"
+#include "pdf_writer.h"
 #include "run/run_state.h"
 
 namespace pdftest {
@@ -43,6 +44,18 @@ LogCapture::~LogCapture() {
 std::string LogCapture::text() {
   fflush(stream);
   return std::string(data, size);
+}
+
+int run_pdf_builder(const std::string& bytes) {
+  static std::string folder;  // borrowed by global_image_fp for the call, as an entry does
+  folder = make_temp_dir("builder");
+  std::string path = folder + "doc.pdf";
+  write_file(path, bytes);
+  GLOBAL_WRITE_TO_DB = 0;
+  global_image_fp = const_cast<char*>(folder.c_str());
+  global_write_to_filename = const_cast<char*>("briks.txt");
+  return pdf_builder(const_cast<char*>(path.c_str()), const_cast<char*>("a"),
+                     const_cast<char*>("l"), const_cast<char*>("t"));
 }
 
 int find(const std::string& haystack, const std::string& needle) {

@@ -34,6 +34,10 @@ struct LogCapture {
   int saved_level = 0;
 };
 
+// Writes `bytes` as a file in a fresh temp folder and runs pdf_builder on it, with the brik
+// file in that folder and no database; returns the builder's result.
+int run_pdf_builder(const std::string& bytes);
+
 // Offset of the first occurrence of `needle` in `haystack` as an int, or -1.
 int find(const std::string& haystack, const std::string& needle);
 
