@@ -49,6 +49,12 @@ int add_pdf_main_dorvane_config_new(const char* account_name, const char* librar
                                     int encoding, int get_header_text, int table_grid,
                                     int logger_level, const char* log_file_path);
 
+/* Repair mode, off at load: 1 reads the text that the standard reading of a document loses
+ * (names tested as names, every content filter chain, widths as numbers, word gaps after every
+ * show operator, Form XObject and Type3 text, inherited resources). 0 turns it off again. The
+ * setting stays in force for later calls; the entry points never change it. */
+void set_repair_mode(int on);
+
 #ifdef __cplusplus
 }
 #endif

@@ -27,6 +27,7 @@ static void usage(FILE* out) {
           "  -s, --strip-header N   strip-header option (default 0)\n"
           "  -l, --log-level N      log level: 9 deep debug, 10 debug, 20 info, 40 errors (default 20)\n"
           "  -L, --log-file PATH    log to this file instead of standard output\n"
+          "  -r, --repair           repair mode: read the text the standard reading loses\n"
           "  -h, --help             this text\n");
 }
 
@@ -95,9 +96,10 @@ int main(int argc, char** argv) {
       {"tables", required_argument, nullptr, 't'},       {"grid", required_argument, nullptr, 'g'},
       {"header-text", required_argument, nullptr, 'H'},  {"strip-header", required_argument, nullptr, 's'},
       {"log-level", required_argument, nullptr, 'l'},    {"log-file", required_argument, nullptr, 'L'},
-      {"help", no_argument, nullptr, 'h'},               {nullptr, 0, nullptr, 0}};
+      {"help", no_argument, nullptr, 'h'},               {"repair", no_argument, nullptr, 'r'},
+      {nullptr, 0, nullptr, 0}};
   int opt;
-  while ((opt = getopt_long(argc, argv, "w:o:b:c:e:n:t:g:H:s:l:L:h", options, nullptr)) != -1) {
+  while ((opt = getopt_long(argc, argv, "w:o:b:c:e:n:t:g:H:s:l:L:rh", options, nullptr)) != -1) {
     int ok = 1;
     switch (opt) {
       case 'w': work = optarg; break;
@@ -112,6 +114,7 @@ int main(int argc, char** argv) {
       case 'H': ok = read_number(optarg, &header_text); break;
       case 's': ok = read_number(optarg, &strip_header); break;
       case 'l': ok = read_number(optarg, &log_level); break;
+      case 'r': set_repair_mode(1); break;
       case 'h': usage(stdout); return 0;
       default: usage(stderr); return 2;
     }

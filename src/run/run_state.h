@@ -31,6 +31,7 @@ extern int WARNING_LOGGER;              // 30: named level, never read
 extern int ERROR_LOGGER;                // 40: named level, never read
 extern int DEBUG_DEEP_LOGGER;           // 0: named level, never read
 extern int GLOBAL_LOGGER_LEVEL;         // 20: the log's threshold; entry
+extern int GLOBAL_REPAIR_MODE;          // 0: 1 reads the text the standard reading loses; set_repair_mode only
 
 // ---- values written by every entry (zero at load) ----
 extern int GLOBAL_BRIK_SIZE;            // target size of a text brik
@@ -123,6 +124,8 @@ void log_always(const char* format, ...) __attribute__((format(printf, 1, 2)));
 // master_brik_tracker and sets global_brik_counter, master_page_brik_start and
 // master_page_brik_stop to 0. The sink's result is ignored.
 void flush_brik_batch(void);
+
+void set_repair_mode(int on);      // GLOBAL_REPAIR_MODE = on != 0; kept until the next call
 
 // ---- the document builder and the file-name helpers of the entries ----
 int pdf_builder(char* path, char* account, char* library, char* time_stamp);
