@@ -26,4 +26,8 @@ int evaluate_text_distance(float x1, float y1, float x2, float y2, int font_size
 // failed). Returns the briks it made.
 int text_processor_page(int length, int page);
 
+// Repair mode rules of the page text (repair_text.cpp), asked only while GLOBAL_REPAIR_MODE is 1.
+int repair_word_gap(float gap, int font_size, float text_scale);            // 1: a word space
+int repair_string_end(const unsigned char* bytes, int at, int length);      // end of a string at `at`
+
 }  // extern "C"

@@ -238,6 +238,7 @@ static int scan_stream(void) {
   PageRecord* record = page_record(call_page);
   int img_on_page_count = record != nullptr ? record->image_count : 0;
   const int deep = log_enabled(9);
+  const int repair = GLOBAL_REPAIR_MODE;
   const unsigned char* const bytes = stream;  // hot globals held in locals for the loop
   const int length = stream_len;
   for (int i = 0; i < length; i++) {
@@ -254,6 +255,13 @@ static int scan_stream(void) {
       }
     }
     if (deep) log_at(9, "DEBUG: pdf_parser - text_processor_page - processing BT ended \n");
+    // Repair mode: the bytes of a string inside a box are passed over, so "ET" in a string
+    // does not end the box.
+    if (repair && in_bt && (c == '(' || c == '<')) {
+      if (c == '<' && i + 1 < length && bytes[i + 1] == '<') i++;
+      else i = repair_string_end(bytes, i, length);
+      continue;
+    }
     // ---- 2. ET: no test of what follows, so an "ET" inside a string ends the box there ----
     if (c == 'E' && in_bt && i + 1 < length && bytes[i + 1] == 'T') {
       log_at(9, "DEBUG: pdf_parser - text_processor_page - processing ET.\n");
@@ -656,7 +664,9 @@ static void decode_box(int box) {
     if (c == '(' && !in_string && !in_hex) {
       in_string = 1;
       int d = distance_now();
-      if (d > 0 || (last_string_len < 5 && tml_x - last_x > 5)) {
+      int gap = GLOBAL_REPAIR_MODE ? !in_array && repair_word_gap(tml_x - last_x, font_size, text_scale)
+                                   : last_string_len < 5 && tml_x - last_x > 5;
+      if (d > 0 || gap) {
         append_line(" ", 1);
         head_space_if_sized();
       }
@@ -670,7 +680,11 @@ static void decode_box(int box) {
     if (c == '<' && !in_string) {
       in_hex = 1;
       int d = distance_now();
-      hex_space_pending = d > 0 || (last_hex_len < 3 && std::fabs(text_scale) * font_size * 0.8 < tm_x - last_x);
+      if (GLOBAL_REPAIR_MODE) {
+        hex_space_pending = d > 0 || (!in_array && repair_word_gap(tml_x - last_x, font_size, text_scale));
+      } else {
+        hex_space_pending = d > 0 || (last_hex_len < 3 && std::fabs(text_scale) * font_size * 0.8 < tm_x - last_x);
+      }
       apply_kerning(-154, 0);
       float dy = std::fabs(tm_y - last_y);
       if ((last_x + 10 < tml_x && text_scale * font_size * 1.5 < tml_x - last_x && tm_y == last_y) || dy > 1) {
@@ -684,7 +698,9 @@ static void decode_box(int box) {
       kern_dot = 0;
       kern_text[0] = 0;
       int d = distance_now();
-      if (d > 0 || (last_array_len < 5 && static_cast<int64_t>(font_size) * 5 * text_scale < tml_x - last_x)) {
+      if (GLOBAL_REPAIR_MODE) {
+        if (d > 0 || repair_word_gap(tml_x - last_x, font_size, text_scale)) append_box(" ", 1);
+      } else if (d > 0 || (last_array_len < 5 && static_cast<int64_t>(font_size) * 5 * text_scale < tml_x - last_x)) {
         append_box(" ", 1);
       } else if (last_array_len < 5 && (font_size * 0.5 * text_scale * 500) / 1000 < tm_x - last_x) {
         append_line(" ", 1);
