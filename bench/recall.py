@@ -92,7 +92,7 @@ def pdf_list(args):
                 files += [os.path.join(base, n) for n in names if n.lower().endswith(".pdf")]
         else:
             files.append(p)
-    return sorted(set(files))
+    return sorted(f for f in set(files) if os.path.isfile(f))
 
 
 def main():

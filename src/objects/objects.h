@@ -109,4 +109,10 @@ int page_resource_handler(int unused);             // content, image and font li
 int is_new_font(char* name, int object_number);    // index of the record, or 999
 int metadata_handler(int start, int stop);         // fills the metadata of my_doc; 0
 
+// ---- repair mode (repair_objects.cpp), called only while GLOBAL_REPAIR_MODE is 1 ----
+int repair_is_catalog(int start, int stop);        // 1 for a /Type /Catalog dictionary, else -1
+int repair_decode_stream(int dict_start, int dict_stop, int stream_start, int stop);  // length, or -1
+int repair_objstm_handler(int dict_start, int dict_stop, int stream_start, int stop); // added, or -1
+void repair_resources_span(int* start, int* stop); // the span whose resources a page inherits
+
 }  // extern "C"

@@ -299,6 +299,7 @@ int page_resource_handler(int unused) {
     page_images(page, dict);
 
     // ---- 5-7. fonts: the page's Font entry, or its Resources ----
+    if (GLOBAL_REPAIR_MODE) repair_resources_span(&dict.start, &dict.stop);  // inherited resources
     if (present(value_of(dict.start, dict.stop, font_seq, 4))) {
       page_fonts(p, dict);
     } else {

@@ -173,7 +173,9 @@ static int run_object_pass(int master_count, int file_length, ObjectPass* pass) 
     int stop = obj[i].dict_stop;
     if (dict_search_buffer(start, stop, objstm_seq, 6) == 1) {
       if (global_buffer_cursor <= file_length + HIDDEN_OBJECT_ROOM) {
-        pass->hidden_count += objstm_handler(obj[i].stream_start, obj[i].stop);
+        pass->hidden_count += GLOBAL_REPAIR_MODE
+                                  ? repair_objstm_handler(start, stop, obj[i].stream_start, obj[i].stop)
+                                  : objstm_handler(obj[i].stream_start, obj[i].stop);
       } else {
         log_at(39,
                "WARNING:  pdf_parser - stopped adding hidden obj for safety - too big - may lead "
@@ -182,7 +184,8 @@ static int run_object_pass(int master_count, int file_length, ObjectPass* pass) 
       }
     }
     if (pass->catalog_found < 0) {
-      pass->catalog_found = dict_search_buffer(start, stop, catalog_seq, 7);
+      pass->catalog_found = GLOBAL_REPAIR_MODE ? repair_is_catalog(start, stop)
+                                               : dict_search_buffer(start, stop, catalog_seq, 7);
       if (pass->catalog_found == 1) take_catalog(i);
     }
     if (encrypt_found < 0) {
@@ -212,7 +215,9 @@ static void search_catalog_in_hidden(int master_count, ObjectPass* pass) {
   log_at(9, "DEBUG: pdf_parser - unusual_case - searching in objstm for catalog: %d-%d \n",
          master_count, global_obj_counter);
   for (int i = master_count > 0 ? master_count - 1 : 0; i < global_obj_counter; i++) {
-    if (dict_search_buffer(obj[i].dict_start, obj[i].dict_stop, catalog_seq, 7) == 1) {
+    int found = GLOBAL_REPAIR_MODE ? repair_is_catalog(obj[i].dict_start, obj[i].dict_stop)
+                                   : dict_search_buffer(obj[i].dict_start, obj[i].dict_stop, catalog_seq, 7);
+    if (found == 1) {
       pass->catalog_found = 1;
       take_catalog(i);
       log_at(9, "DEBUG: pdf_parser - unusual_case - success OK - found Catalog Dict in ObjStm - %s \n",
@@ -249,8 +254,14 @@ static int run_page_loop(void) {
     for (int c = 0; c < content_count; c++) {
       if (get_obj(static_cast<int>(page->content_obj[c])) < 0) continue;
       ObjectRecord stream = global_tmp_obj;
-      if (dict_search_buffer(stream.dict_start, stream.dict_stop, flatedecode_seq, 11) != 1) continue;
-      int length = flate_handler_buffer_v2(stream.stream_start, stream.stop);
+      int length;
+      if (GLOBAL_REPAIR_MODE) {  // every filter chain; a stream that can not be decoded is passed over
+        length = repair_decode_stream(stream.dict_start, stream.dict_stop, stream.stream_start, stream.stop);
+        if (length < 0) continue;
+      } else {
+        if (dict_search_buffer(stream.dict_start, stream.dict_stop, flatedecode_seq, 11) != 1) continue;
+        length = flate_handler_buffer_v2(stream.stream_start, stream.stop);
+      }
       int made = text_processor_page(length, p);
       blocks_created += made;
       page_briks += made;
