@@ -49,6 +49,7 @@ int process_cmap_buffer_alt(int start, int stop, int font_index);  // ToUnicode 
 int cmap_get_char(int code, int font_index);                // mapped code, or -1
 int differences_handler(char* text, int font_index);        // new pair total
 int fontfile_handler(char* text, int font_index);           // new pair total
+int repair_font_pass(void);  // repair mode only: widths as numbers, composite and Type3 widths; 0
 
 // ---- string decoders ----
 char* hex_handler_new(char* text, int length, int font_index, int font_size, float text_scale);

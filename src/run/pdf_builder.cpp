@@ -326,6 +326,7 @@ int pdf_builder(char* path, char* account, char* library, char* time_stamp) {
   }
   page_resource_handler(0);
   font_encoding_cmap_handler(0);
+  if (GLOBAL_REPAIR_MODE) repair_font_pass();
   master_new_images_added = 0;
 
   int blocks_created = run_page_loop();
