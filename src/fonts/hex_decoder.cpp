@@ -80,8 +80,14 @@ void decode_group(HexRun& run, int64_t* digits, int& escape) {
   int out = cmap_get_char(whole, fi);
   int w = width_of(fi, whole, 200);
   if (out != -1) {
-    // Repair mode: a hex string has no escapes, so a backslash glyph waits for nothing.
-    if (out == 0x5C && escape == 0 && GLOBAL_REPAIR_MODE == 0) {
+    // Repair mode: a hex string has no escapes, so a backslash glyph is shown like any other.
+    if (out == 0x5C && GLOBAL_REPAIR_MODE != 0) {
+      run.append("\\");
+      emit(run, -1, w, 0);  // no more text, the pen moves
+      escape = 0;
+      return;
+    }
+    if (out == 0x5C && escape == 0) {
       escape = 1;
       return;
     }
