@@ -30,4 +30,10 @@ int text_processor_page(int length, int page);
 int repair_word_gap(float gap, int font_size, float text_scale);            // 1: a word space
 int repair_string_end(const unsigned char* bytes, int at, int length);      // end of a string at `at`
 
+// The font look-up of the page loop: pdf_builder calls begin after the font pass and end after
+// the last page. In between the font records must not change; Tf is then answered from a map
+// built once per document instead of a walk over every record.
+void text_font_lookup_begin(void);
+void text_font_lookup_end(void);
+
 }  // extern "C"
