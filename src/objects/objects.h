@@ -114,5 +114,8 @@ int repair_is_catalog(int start, int stop);        // 1 for a /Type /Catalog dic
 int repair_decode_stream(int dict_start, int dict_stop, int stream_start, int stop);  // length, or -1
 int repair_objstm_handler(int dict_start, int dict_stop, int stream_start, int stop); // added, or -1
 void repair_resources_span(int* start, int* stop); // the span whose resources a page inherits
+void repair_register_font(const char* name, int number, int page);  // page_resources.cpp
+void repair_form_fonts(int p);                     // repair_forms.cpp: fonts of the page's forms
+int repair_form_text(int p);                       // repair_forms.cpp: text of the forms drawn; briks
 
 }  // extern "C"

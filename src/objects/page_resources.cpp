@@ -268,6 +268,17 @@ void page_fonts(int p, const Span& dict) {
 
 extern "C" {
 
+// Repair mode (repair_forms.cpp): a font of a form drawn on page `page`, registered as the
+// page's own fonts are; a page already last in the record's list is not added again.
+void repair_register_font(const char* name, int number, int page) {
+  int r = is_new_font(const_cast<char*>(name), number);
+  if (r != FONT_NOT_FOUND && Font_CMAP[r].page_count > 0 &&
+      Font_CMAP[r].page_list[Font_CMAP[r].page_count - 1] == page) {
+    return;
+  }
+  register_font(name, number, page);
+}
+
 // Index of the first record with this name and object number, or 999 when there is none.
 int is_new_font(char* name, int object_number) {
   if (Font_CMAP == nullptr || name == nullptr) return FONT_NOT_FOUND;
@@ -329,6 +340,7 @@ int page_resource_handler(int unused) {
     } else {
       resources_fonts(page, p, dict);
     }
+    if (GLOBAL_REPAIR_MODE) repair_form_fonts(p);  // the fonts of the page's forms
   }
 
   font_map_active = false;

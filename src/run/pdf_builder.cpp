@@ -375,6 +375,12 @@ static int run_page_loop(void) {
       free(flate_dst_tmp_buffer);
       flate_dst_tmp_buffer = nullptr;
     }
+    if (GLOBAL_REPAIR_MODE && page->image_count > 0) {  // the text of the forms the page draws
+      int made = repair_form_text(p);
+      blocks_created += made;
+      page_briks += made;
+      global_text_found += made;
+    }
     if (page->image_count > 0 && global_image_save_on == 1) run_image_pass(p);
 
     if (page_briks >= 1) {

@@ -210,7 +210,9 @@ int brik_closing_pass(int page, int box_count) {
   core_text_len += box_text_len;
 
   // ---- 2. short tail: onto the previous brik, if this call cut a chunk with text in it ----
-  if (core_text_len < SHORT_TAIL_SIZE && global_brik_counter > 0) {
+  // Repair mode: a tail whose stream cut no brik of its own becomes a brik below.
+  if (core_text_len < SHORT_TAIL_SIZE && global_brik_counter > 0 &&
+      !(GLOBAL_REPAIR_MODE && !has_non_blank(core_text_out, core_text_out_len))) {
     BrikRecord* previous = &Briks[global_brik_counter - 1];
     size_t previous_len = strlen(previous->text);
     if (static_cast<size_t>(core_text_len) + previous_len < static_cast<size_t>(SHORT_TAIL_JOIN_LIMIT) &&

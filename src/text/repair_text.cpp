@@ -44,3 +44,23 @@ int repair_string_end(const unsigned char* bytes, int at, int length) {
 }
 
 }  // extern "C"
+
+#include <cstring>
+
+#include "fonts/fonts.h"
+
+extern "C" {
+
+// A font whose page list filled up before the document's last page: the last record with this
+// name and a full list, so pages past the list still find it. -1 when there is none.
+int repair_font_past_list(const char* name) {
+  if (Font_CMAP == nullptr) return -1;
+  int fonts = global_font_count < GLOBAL_MAX_FONT_ENCODINGS ? global_font_count : GLOBAL_MAX_FONT_ENCODINGS;
+  int found = -1;
+  for (int f = 0; f < fonts; f++) {
+    if (Font_CMAP[f].page_count >= FONT_PAGE_LIST_SIZE && strcmp(Font_CMAP[f].font_name, name) == 0) found = f;
+  }
+  return found;
+}
+
+}  // extern "C"

@@ -29,6 +29,7 @@ int text_processor_page(int length, int page);
 // Repair mode rules of the page text (repair_text.cpp), asked only while GLOBAL_REPAIR_MODE is 1.
 int repair_word_gap(float gap, int font_size, float text_scale);            // 1: a word space
 int repair_string_end(const unsigned char* bytes, int at, int length);      // end of a string at `at`
+int repair_font_past_list(const char* name);  // a font named so whose page list is full, or -1
 
 // The font look-up of the page loop: pdf_builder calls begin after the font pass and end after
 // the last page. In between the font records must not change; Tf is then answered from a map

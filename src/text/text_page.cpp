@@ -221,6 +221,7 @@ static void read_font_operator(int i, int inside_box) {
   if (Font_CMAP == nullptr) return;
   if (font_lookup_ready && !log_enabled(9)) {
     int f = indexed_font(name, call_page);
+    if (f < 0 && GLOBAL_REPAIR_MODE) f = repair_font_past_list(name);  // pages past a full list
     if (f >= 0) {
       font_index = f;
       if (inside_box) {
