@@ -74,7 +74,7 @@ static uint64_t masked_checksum(const std::string& path, const char* mask, bool 
 }
 
 static void usage() {
-  fprintf(stderr, "usage: pdfbriks_bench [--mode single|batch] [--pages N] [--work DIR] [--log-level N] FOLDER/\n");
+  fprintf(stderr, "usage: pdfbriks_bench [--mode single|batch] [--pages N] [--work DIR] [--log-level N] [--repair] FOLDER/\n");
 }
 
 int main(int argc, char** argv) {
@@ -87,6 +87,7 @@ int main(int argc, char** argv) {
     else if (a == "--pages" && i + 1 < argc) corpus_pages = atol(argv[++i]);
     else if (a == "--work" && i + 1 < argc) work = argv[++i];
     else if (a == "--log-level" && i + 1 < argc) log_level = atoi(argv[++i]);
+    else if (a == "--repair") set_repair_mode(1);  // the repair mode for every file
     else if (!a.empty() && a[0] != '-' && folder.empty()) folder = a;
     else { usage(); return 2; }
   }

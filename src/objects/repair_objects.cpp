@@ -306,6 +306,32 @@ int repair_is_catalog(int start, int stop) {
 // the caller frees, or -1 (the buffer is then null). A damaged Flate tail keeps what came before.
 int repair_decode_stream(int dict_start, int dict_stop, int stream_start, int stop) {
   flate_dst_tmp_buffer = nullptr;
+  // The common case, a single Flate filter, inflates straight into the result.
+  Filter chain[FILTER_CHAIN_MAX];
+  int from = 0, to = 0;
+  if (filter_chain(dict_start, dict_stop, chain) == 1 && chain[0] == FLATE &&
+      stream_data(stream_start, stop, &from, &to)) {
+    unsigned char* out = static_cast<unsigned char*>(malloc(FLATE_OUTPUT_SIZE + FLATE_GUARD));
+    z_stream zs;
+    memset(&zs, 0, sizeof zs);
+    zs.next_in = buffer + from;
+    zs.avail_in = static_cast<uInt>(to - from);
+    zs.next_out = out;
+    zs.avail_out = FLATE_OUTPUT_SIZE;
+    int total = 0;
+    if (inflateInit(&zs) == Z_OK) {
+      inflate(&zs, Z_FINISH);  // a damaged tail keeps what came before it
+      total = static_cast<int>(zs.total_out);
+      inflateEnd(&zs);
+    }
+    if (total <= 0) {
+      free(out);
+      return -1;
+    }
+    memset(out + total, 0, FLATE_GUARD);
+    flate_dst_tmp_buffer = out;
+    return total;
+  }
   std::vector<unsigned char> out;
   if (!decode_to(dict_start, dict_stop, stream_start, stop, out) || out.empty()) {
     log_at(9, "DEBUG: pdf_parser - repair - stream not decoded - %d \n", stream_start);
