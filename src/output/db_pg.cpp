@@ -184,6 +184,7 @@ int write_to_pg(int start, int stop, char* account_name, char* library_name, int
   const char* table_name = library_name != nullptr ? library_name : "";
   const char* stamp = time_stamp != nullptr ? time_stamp : "";
   const char* refusal = db_refusal_reason(table_name, nullptr, 0);
+  // The statement text is the same for every brik of a call, so it is built once.
   snprintf(statement, STATEMENT_SIZE, "INSERT INTO %s%s%s", table_name, PG_COLUMNS, PG_VALUES);
   // ---- 5. one insert per brik; pipelined when the log shows warnings only ----
   if (refusal == nullptr && PQstatus(conn) == CONNECTION_OK && !log_enabled(10) && stop - start > 1) {
