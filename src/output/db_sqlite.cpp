@@ -1,5 +1,6 @@
 // output/db_sqlite.cpp -- write_to_sqlite: entries [start, stop) of Briks as rows of the table
-// `library_name` in the SQLite file global_db_uri_string, each row one literal INSERT text.
+// `library_name` in the SQLite file global_db_uri_string, each row the values of one literal
+// INSERT text with five values escaped, in one transaction per call.
 // Reads: Briks, my_doc, global_db_uri_string, global_headlines. Writes: the rows, the log, and the
 // header text of a short image brik. Limits: STATEMENT_SIZE bytes of statement.
 #include <libpq-fe.h>
