@@ -14,10 +14,8 @@ from .ingest import ingest
 from .runner import IngestConfig
 
 
-def _parser() -> argparse.ArgumentParser:
-    p = argparse.ArgumentParser(prog="python3 -m pdfbriks")
-    sub = p.add_subparsers(dest="command", required=True)
-    ing = sub.add_parser("ingest", help="parse every PDF of a folder (no sub-folders)")
+def add_ingest_options(ing: argparse.ArgumentParser) -> None:
+    """The options of a folder run, shared with the Dask runner."""
     a = ing.add_argument
     a("folder", help="folder of PDFs")
     a("-w", "--work", default="./work/",
@@ -57,11 +55,19 @@ def _parser() -> argparse.ArgumentParser:
       help="seconds one file may take before it is stopped and recorded as failed (default "
            "no limit)")
     a("-q", "--no-progress", action="store_true", help="no progress bar")
+
+
+def _parser() -> argparse.ArgumentParser:
+    p = argparse.ArgumentParser(prog="python3 -m pdfbriks")
+    sub = p.add_subparsers(dest="command", required=True)
+    add_ingest_options(sub.add_parser("ingest", help="parse every PDF of a folder (no "
+                                      "sub-folders) with N worker processes"))
     return p
 
 
-def main(argv: list[str] | None = None) -> int:
-    args = _parser().parse_args(argv)
+def config_from(args) -> tuple[str, IngestConfig] | None:
+    """The folder (with its separator) and the run's configuration; None after printing a
+    usage error."""
     folder = args.folder if args.folder.endswith("/") else args.folder + "/"
     work = args.work if args.work.endswith("/") else args.work + "/"
     try:
@@ -77,8 +83,8 @@ def main(argv: list[str] | None = None) -> int:
         os.makedirs(work, exist_ok=True)
     except (ArgumentError, FileNotFoundError, OSError) as exc:
         print(f"pdfbriks: {exc}", file=sys.stderr)
-        return 2
-    cfg = IngestConfig(
+        return None
+    return folder, IngestConfig(
         account=args.account, library=args.library, work_folder=os.path.abspath(work) + "/",
         brik_file=args.out, db=args.db, db_kind=kind, db_name=args.account,
         job_id=args.job_id or str(int(time.time())), image_save=1 if args.images else 0,
@@ -88,19 +94,34 @@ def main(argv: list[str] | None = None) -> int:
         debug_mode=args.debug_mode,
         log_path=os.path.abspath(args.log_file or os.path.join(work, "pdfbriks.log")),
         file_timeout=args.file_timeout)
-    totals = ingest(folder, cfg, workers=args.workers, doc_start=args.doc_start,
-                    progress=not args.no_progress)
+
+
+def report(totals, cfg: IngestConfig, several_brik_files: bool) -> None:
+    """The totals of a run, then the library's row or where the brik files went."""
     for line in totals.lines():
         print(line)
     if cfg.write_to_db:
-        row = dbside.library_totals(kind, cfg.db, account=cfg.account, library=cfg.library)
+        row = dbside.library_totals(cfg.db_kind, cfg.db, account=cfg.account,
+                                    library=cfg.library)
         if row:
             print("library " + cfg.library + ": " + ", ".join(f"{k} {v}" for k, v in row.items()))
-        print(f"briks in {kind} library {cfg.library}; job {cfg.job_id}; log {cfg.log_path}")
+        print(f"briks in {cfg.db_kind} library {cfg.library}; job {cfg.job_id}; "
+              f"log {cfg.log_path}")
     else:
-        print(f"briks in {cfg.work_folder}"
-              f"{os.path.splitext(cfg.brik_file)[0] + '-w*' + os.path.splitext(cfg.brik_file)[1] if args.workers > 1 else cfg.brik_file}"
-              f"; log {cfg.log_path}")
+        stem, ext = os.path.splitext(cfg.brik_file)
+        name = f"{stem}-*{ext}" if several_brik_files else cfg.brik_file
+        print(f"briks in {cfg.work_folder}{name}; log {cfg.log_path}")
+
+
+def main(argv: list[str] | None = None) -> int:
+    args = _parser().parse_args(argv)
+    setup = config_from(args)
+    if setup is None:
+        return 2
+    folder, cfg = setup
+    totals = ingest(folder, cfg, workers=args.workers, doc_start=args.doc_start,
+                    progress=not args.no_progress)
+    report(totals, cfg, args.workers > 1)
     return 0
 
 
