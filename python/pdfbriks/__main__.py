@@ -11,7 +11,7 @@ import time
 from . import db as dbside
 from .api import ArgumentError, check_db, check_library_name
 from .ingest import ingest
-from .runner import IngestConfig
+from .runner import IngestConfig, IngestError
 
 
 def add_ingest_options(ing: argparse.ArgumentParser) -> None:
@@ -119,8 +119,12 @@ def main(argv: list[str] | None = None) -> int:
     if setup is None:
         return 2
     folder, cfg = setup
-    totals = ingest(folder, cfg, workers=args.workers, doc_start=args.doc_start,
-                    progress=not args.no_progress)
+    try:
+        totals = ingest(folder, cfg, workers=args.workers, doc_start=args.doc_start,
+                        progress=not args.no_progress)
+    except IngestError as exc:
+        print(f"pdfbriks: run stopped: {exc}", file=sys.stderr)
+        return 1
     report(totals, cfg, args.workers > 1)
     return 0
 

@@ -41,19 +41,26 @@ def main() -> int:
         link = folder + os.path.basename(real)
         os.symlink(real, link)
         os.ftruncate(1, 0)
-        pages = api.add_pdf_main_dorvane_config_new(
-            cfg["account"], cfg["library"], folder, cfg["db_kind"] or "sqlite",
-            cfg["db"], cfg["db_name"] or cfg["account"], cfg["work_folder"],
-            debug_mode=debug_mode, image_save=cfg["image_save"], write_to_db=write_to_db,
-            write_to_filename=cfg["brik_file"], brik_size=cfg["brik_size"],
-            unique_doc_num=-1 if write_to_db else req["doc"],
-            # the closing summary, which gives the counts, is written with status_flag 1;
-            # a run of one file never reaches the periodic status updates
-            status_flag=1, status_interval=1, job_id=cfg["job_id"],
-            strip_header=cfg["strip_header"], table_strategy=cfg["table_strategy"],
-            smart_edge=cfg["smart_edge"], max_chunk_size=cfg["max_chunk_size"],
-            encoding=cfg["encoding"], get_header_text=cfg["get_header_text"],
-            table_grid=cfg["table_grid"], logger_level=cfg["logger_level"])
+        try:
+            pages = api.add_pdf_main_dorvane_config_new(
+                cfg["account"], cfg["library"], folder, cfg["db_kind"] or "sqlite",
+                cfg["db"], cfg["db_name"] or cfg["account"], cfg["work_folder"],
+                debug_mode=debug_mode, image_save=cfg["image_save"], write_to_db=write_to_db,
+                write_to_filename=cfg["brik_file"], brik_size=cfg["brik_size"],
+                unique_doc_num=-1 if write_to_db else req["doc"],
+                # the closing summary, which gives the counts, is written with status_flag 1;
+                # a run of one file never reaches the periodic status updates
+                status_flag=1, status_interval=1, job_id=cfg["job_id"],
+                strip_header=cfg["strip_header"], table_strategy=cfg["table_strategy"],
+                smart_edge=cfg["smart_edge"], max_chunk_size=cfg["max_chunk_size"],
+                encoding=cfg["encoding"], get_header_text=cfg["get_header_text"],
+                table_grid=cfg["table_grid"], logger_level=cfg["logger_level"])
+        except (api.ArgumentError, OSError, TypeError) as exc:
+            # a configuration the library must not see: the whole run stops, not this file
+            os.unlink(link)
+            answers.write(json.dumps({"error": f"{type(exc).__name__}: {exc}"}) + "\n")
+            answers.flush()
+            continue
         os.unlink(link)
         with open(capture_path, "rb") as f:
             log = f.read()

@@ -50,6 +50,7 @@ def ingest_on_cluster(client: distributed.Client, folder: str, cfg: IngestConfig
     """Parses every PDF of `folder` as tasks on `client`'s cluster; returns the totals.
     `folder` and cfg.work_folder must have the same path on every worker."""
     paths = list_pdfs(folder)
+    os.makedirs(cfg.work_folder, exist_ok=True)
     numbered = [(p, 0 if cfg.write_to_db else doc_start + i) for i, p in enumerate(paths)]
     # largest files first, so that the last tasks are short ones
     numbered.sort(key=lambda pd: -os.path.getsize(pd[0]))

@@ -31,6 +31,10 @@ TIMEOUT = "PARSER_TIMEOUT"   # event text: the file ran past the time limit and 
 RECYCLE_AFTER = 500          # files per child before it is replaced by a fresh one
 
 
+class IngestError(RuntimeError):
+    """A run whose configuration the child refused (a missing work folder, a bad argument)."""
+
+
 @dataclass
 class IngestConfig:
     """Everything a level-3 call needs except the folder and the document number."""
@@ -179,6 +183,8 @@ def run_share(files: Iterable[tuple[str, int]], cfg: IngestConfig,
                 child = None
                 _record_failure(cfg, path, reason)
                 res = FileResult(path=path, doc=doc, status=reason)
+            elif "error" in answer:
+                raise IngestError(answer["error"])
             else:
                 res = FileResult(path=path, doc=doc, **answer)
             res.seconds = time.monotonic() - started
