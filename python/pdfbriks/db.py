@@ -128,3 +128,20 @@ def library_totals(kind: str, uri: str, *, account: str, library: str) -> dict |
     rows = _sql_run(kind, uri, "SELECT " + ", ".join(TOTALS) + " FROM library WHERE "
                     "library_name = ?", (library,), fetch=True)
     return None if not rows else {k: int(v or 0) for k, v in zip(TOTALS, rows[0])}
+
+
+def provision_database(db: str, account: str, library: str) -> str:
+    """Sets up a database for runs into `library` (see pdfbriks.provision): the brik table,
+    status, parser_events, library and the library's row. Idempotent; returns the kind."""
+    from . import provision
+    from .api import check_library_name
+
+    check_library_name(library)
+    kind = db_kind_of(db)
+    if kind == "sqlite":
+        provision.provision_sqlite(db, library)
+    elif kind == "postgres":
+        provision.provision_postgres(db, library)
+    else:
+        provision.provision_mongo(db, account, library)
+    return kind
