@@ -23,7 +23,7 @@ from dataclasses import replace
 import distributed
 
 from . import db as dbside
-from .ingest import Totals, job_status_key, list_pdfs
+from .ingest import Totals, _tqdm, job_status_key, list_pdfs
 from .runner import FileResult, IngestConfig, run_share
 
 CHUNK_FILES = 8  # files per task: small enough for an even spread and a live progress bar
@@ -64,9 +64,8 @@ def ingest_on_cluster(client: distributed.Client, folder: str, cfg: IngestConfig
     futures = [client.submit(_run_chunk, chunk, cfg, pure=False, retries=0)
                for chunk in chunks]
     bar = None
-    if progress:
-        from tqdm import tqdm
-        bar = tqdm(total=len(paths), unit="file", file=sys.stderr, dynamic_ncols=True)
+    if progress and _tqdm() is not None:
+        bar = _tqdm()(total=len(paths), unit="file", file=sys.stderr, dynamic_ncols=True)
     totals = Totals()
     for future in distributed.as_completed(futures):
         for r in future.result():

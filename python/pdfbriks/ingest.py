@@ -20,6 +20,15 @@ from .api import ArgumentError
 from .runner import CRASHED, TIMEOUT, FileResult, IngestConfig, run_share
 
 
+def _tqdm():
+    """tqdm's bar class (Debian's python3-tqdm), or None without it: no bar then."""
+    try:
+        from tqdm import tqdm
+        return tqdm
+    except ImportError:
+        return None
+
+
 def pdf_type_ok(name: bytes) -> bool:
     """The library's folder test for one name: it sorts after "." and "..", is not
     ".DS_Store", and the text after its last point is exactly "pdf" or "PDF"."""
@@ -141,9 +150,8 @@ def ingest(folder: str, cfg: IngestConfig, workers: int = 1, doc_start: int = 1,
 
         threads.append(threading.Thread(target=work, name=f"pdfbriks-share-{w}", daemon=True))
     bar = None
-    if progress:
-        from tqdm import tqdm
-        bar = tqdm(total=len(paths), unit="file", file=sys.stderr, dynamic_ncols=True)
+    if progress and _tqdm() is not None:
+        bar = _tqdm()(total=len(paths), unit="file", file=sys.stderr, dynamic_ncols=True)
     for t in threads:
         t.start()
     running = len(threads)
