@@ -28,11 +28,19 @@ def add_ingest_options(ing: argparse.ArgumentParser) -> None:
            "or mongodb://...; provision it first (python3 -m pdfbriks.provision)")
     a("-a", "--account", default="local", help="account name; MongoDB database (default local)")
     a("-y", "--library", default="pdfbriks", help="library name; brik table (default pdfbriks)")
+    a("-j", "--job-id", default="", help="job id of the status row and events "
+      "(default: the start time in seconds)")
+    a("-u", "--doc-num", type=int, default=None,
+      help="first document number, each worker numbering from its own range; below 0 takes "
+           "numbers from the library row (default -1 with --db, else 1)")
+    a("-S", "--status", type=int, default=1,
+      help="1: the job's status row is updated every --status-interval files (default 1)")
+    a("-I", "--status-interval", type=int, default=10,
+      help="files between status updates (default 10)")
     a("-i", "--images", action="store_true", help="export images to the work folder")
-    a("-j", "--job-id", default="", help="job identifier for status and events "
-      "(default: the start time as a number)")
-    a("-u", "--doc-start", type=int, default=1,
-      help="without --db: number of the first document (default 1)")
+    a("--no-images", dest="images", action="store_false", help="no image export (the default)")
+    a("-m", "--debug-mode", type=int, default=0, help="debug mode passed to the library "
+      "(default 0)")
     a("-b", "--brik-size", type=int, default=400, help="target brik size in bytes (default 400)")
     a("-c", "--chunk", type=int, default=600, help="hard bound of a brik in bytes (default 600)")
     a("-e", "--smart-edge", type=int, default=1,
@@ -49,12 +57,13 @@ def add_ingest_options(ing: argparse.ArgumentParser) -> None:
       help="log level: 9 deep debug, 10 debug, 20 info, 40 errors (default 20)")
     a("-L", "--log-file", default="",
       help="append the library's log here (default: pdfbriks.log in the work folder)")
-    a("--debug-mode", type=int, default=0, help="library debug mode (3: page-tree detail)")
     a("-N", "--workers", type=int, default=1, help="worker processes (default 1)")
     a("--file-timeout", type=float, default=0.0,
       help="seconds one file may take before it is stopped and recorded as failed (default "
            "no limit)")
-    a("-q", "--no-progress", action="store_true", help="no progress bar")
+    a("-p", "--progress", action="store_true",
+      help="progress bar on standard error even when it is not a terminal")
+    a("-q", "--quiet", action="store_true", help="no progress bar")
 
 
 def _parser() -> argparse.ArgumentParser:
@@ -75,6 +84,10 @@ def config_from(args) -> tuple[str, IngestConfig] | None:
             raise FileNotFoundError(f"no such folder: {args.folder}")
         if args.workers < 1:
             raise ArgumentError("--workers must be 1 or more")
+        if args.doc_num is not None and args.doc_num < 0 and not args.db:
+            raise ArgumentError("document numbers from the library row need --db")
+        if args.log_file == "-":
+            raise ArgumentError("the workers' log goes to a file: give -L PATH")
         kind = ""
         if args.db:
             kind = dbside.db_kind_of(args.db)
@@ -93,7 +106,12 @@ def config_from(args) -> tuple[str, IngestConfig] | None:
         get_header_text=args.header_text, table_grid=args.grid, logger_level=args.log_level,
         debug_mode=args.debug_mode,
         log_path=os.path.abspath(args.log_file or os.path.join(work, "pdfbriks.log")),
-        file_timeout=args.file_timeout)
+        file_timeout=args.file_timeout,
+        status_interval=args.status_interval if args.status == 1 else 0)
+
+
+def show_progress(args) -> bool:
+    return not args.quiet and (args.progress or sys.stderr.isatty())
 
 
 def report(totals, cfg: IngestConfig, several_brik_files: bool) -> None:
@@ -120,8 +138,8 @@ def main(argv: list[str] | None = None) -> int:
         return 2
     folder, cfg = setup
     try:
-        totals = ingest(folder, cfg, workers=args.workers, doc_start=args.doc_start,
-                        progress=not args.no_progress)
+        totals = ingest(folder, cfg, workers=args.workers, doc_start=args.doc_num,
+                        progress=show_progress(args))
     except IngestError as exc:
         print(f"pdfbriks: run stopped: {exc}", file=sys.stderr)
         return 1

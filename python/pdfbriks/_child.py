@@ -47,7 +47,7 @@ def main() -> int:
                 cfg["db"], cfg["db_name"] or cfg["account"], cfg["work_folder"],
                 debug_mode=debug_mode, image_save=cfg["image_save"], write_to_db=write_to_db,
                 write_to_filename=cfg["brik_file"], brik_size=cfg["brik_size"],
-                unique_doc_num=-1 if write_to_db else req["doc"],
+                unique_doc_num=req["doc"],
                 # the closing summary, which gives the counts, is written with status_flag 1;
                 # a run of one file never reaches the periodic status updates
                 status_flag=1, status_interval=1, job_id=cfg["job_id"],

@@ -22,8 +22,7 @@ from dataclasses import replace
 
 import distributed
 
-from . import db as dbside
-from .ingest import Totals, _tqdm, job_status_key, list_pdfs
+from .ingest import StatusRow, Totals, _tqdm, first_doc_num, list_pdfs, numbered
 from .runner import FileResult, IngestConfig, run_share
 
 CHUNK_FILES = 8  # files per task: small enough for an even spread and a live progress bar
@@ -45,20 +44,18 @@ def _run_chunk(pairs: list[tuple[str, int]], cfg: IngestConfig) -> list[FileResu
 
 
 def ingest_on_cluster(client: distributed.Client, folder: str, cfg: IngestConfig,
-                      doc_start: int = 1, chunk_files: int = CHUNK_FILES,
+                      doc_start: int | None = None, chunk_files: int = CHUNK_FILES,
                       progress: bool = True) -> Totals:
     """Parses every PDF of `folder` as tasks on `client`'s cluster; returns the totals.
     `folder` and cfg.work_folder must have the same path on every worker."""
     paths = list_pdfs(folder)
     os.makedirs(cfg.work_folder, exist_ok=True)
-    numbered = [(p, 0 if cfg.write_to_db else doc_start + i) for i, p in enumerate(paths)]
+    pairs = numbered(paths, first_doc_num(cfg, doc_start))
     # largest files first, so that the last tasks are short ones
-    numbered.sort(key=lambda pd: -os.path.getsize(pd[0]))
-    chunks = [numbered[i:i + chunk_files] for i in range(0, len(numbered), chunk_files)]
-    if cfg.write_to_db:
-        dbside.set_status(cfg.db_kind, cfg.db, account=cfg.account, key=job_status_key(cfg),
-                          summary="In Progress", total=len(paths), current=0,
-                          start_time=time.strftime("%c"))
+    pairs.sort(key=lambda pd: -os.path.getsize(pd[0]))
+    chunks = [pairs[i:i + chunk_files] for i in range(0, len(pairs), chunk_files)]
+    status = StatusRow(cfg, len(paths))
+    status.start()
     started = time.monotonic()
     # retries=0: a chunk already survives a crash per file; rerunning it would parse twice
     futures = [client.submit(_run_chunk, chunk, cfg, pure=False, retries=0)
@@ -70,21 +67,19 @@ def ingest_on_cluster(client: distributed.Client, folder: str, cfg: IngestConfig
     for future in distributed.as_completed(futures):
         for r in future.result():
             totals.add(r)
+        status.progress(totals.files)
         if bar is not None:
             bar.set_postfix(pages=totals.pages, failed=totals.failed, refresh=False)
             bar.update(len(future.result()))
     if bar is not None:
         bar.close()
     totals.seconds = time.monotonic() - started
-    if cfg.write_to_db:
-        dbside.set_status(cfg.db_kind, cfg.db, account=cfg.account, key=job_status_key(cfg),
-                          summary="Completed", total=len(paths), current=totals.files,
-                          end_time=time.strftime("%c"))
+    status.completed(totals.files)
     return totals
 
 
 def main(argv: list[str] | None = None) -> int:
-    from .__main__ import add_ingest_options, config_from, report
+    from .__main__ import add_ingest_options, config_from, report, show_progress
 
     p = argparse.ArgumentParser(prog="python3 -m pdfbriks.dask")
     p.add_argument("--scheduler", default="",
@@ -102,9 +97,9 @@ def main(argv: list[str] | None = None) -> int:
     folder, cfg = setup
     cluster = None if args.scheduler else local_cluster()
     with distributed.Client(args.scheduler or cluster) as client:
-        totals = ingest_on_cluster(client, folder, cfg, doc_start=args.doc_start,
+        totals = ingest_on_cluster(client, folder, cfg, doc_start=args.doc_num,
                                    chunk_files=max(1, args.chunk_files),
-                                   progress=not args.no_progress)
+                                   progress=show_progress(args))
     if cluster is not None:
         cluster.close()
     report(totals, cfg, True)

@@ -9,7 +9,6 @@ python3-pymongo), imported only when a run uses them.
 """
 from __future__ import annotations
 
-import os
 import re
 import sqlite3
 import time

@@ -114,9 +114,52 @@ def job_status_key(cfg: IngestConfig) -> str:
     return f"{cfg.library}_pdf_parser_{cfg.job_id}"
 
 
-def ingest(folder: str, cfg: IngestConfig, workers: int = 1, doc_start: int = 1,
+def first_doc_num(cfg: IngestConfig, doc_start: int | None) -> int:
+    """The first document number of a run: by default -1 (ids from the library row) with a
+    database and 1 without; ids from the row need a database."""
+    if doc_start is None:
+        return -1 if cfg.write_to_db else 1
+    if doc_start < 0 and not cfg.write_to_db:
+        raise ArgumentError("document numbers from the library row need a database")
+    return doc_start
+
+
+def numbered(paths: list[str], first: int) -> list[tuple[str, int]]:
+    """(path, document number): consecutive from `first`, or all -1 (from the library row)."""
+    return [(p, -1 if first < 0 else first + i) for i, p in enumerate(paths)]
+
+
+class StatusRow:
+    """The job's status row, as the library keys it: "In Progress" every cfg.status_interval
+    files, "Completed" at the end. (Each file's own level-3 call also upserts the row with
+    its one file; the next update here puts the job's counts back.)"""
+
+    def __init__(self, cfg: IngestConfig, total: int):
+        self.cfg, self.total, self.last = cfg, total, 0
+
+    def _set(self, summary: str, current: int, **times) -> None:
+        if self.cfg.write_to_db:
+            dbside.set_status(self.cfg.db_kind, self.cfg.db, account=self.cfg.account,
+                              key=job_status_key(self.cfg), summary=summary, total=self.total,
+                              current=current, **times)
+
+    def start(self) -> None:
+        self._set("In Progress", 0, start_time=time.strftime("%c"))
+
+    def progress(self, done: int) -> None:
+        every = self.cfg.status_interval
+        if every > 0 and done // every > self.last // every:
+            self._set("In Progress", done)
+        self.last = done
+
+    def completed(self, done: int) -> None:
+        self._set("Completed", done, end_time=time.strftime("%c"))
+
+
+def ingest(folder: str, cfg: IngestConfig, workers: int = 1, doc_start: int | None = None,
            progress: bool = True) -> Totals:
-    """Parses every PDF of `folder` with `workers` processes; returns the totals."""
+    """Parses every PDF of `folder` with `workers` processes; returns the totals.
+    doc_start: see first_doc_num; worker w numbers from its own range."""
     if workers < 1:
         raise ArgumentError(f"workers must be 1 or more, not {workers}")
     if not cfg.work_folder.endswith("/"):
@@ -126,19 +169,17 @@ def ingest(folder: str, cfg: IngestConfig, workers: int = 1, doc_start: int = 1,
     shares = [s for s in split_shares(paths, workers) if s] or [[]]
     totals = Totals()
     started = time.monotonic()
-    if cfg.write_to_db:
-        dbside.set_status(cfg.db_kind, cfg.db, account=cfg.account, key=job_status_key(cfg),
-                          summary="In Progress", total=len(paths), current=0,
-                          start_time=time.strftime("%c"))
+    first = first_doc_num(cfg, doc_start)
+    status = StatusRow(cfg, len(paths))
+    status.start()
 
     done: queue.Queue = queue.Queue()
     threads = []
-    first = doc_start
     errors = []
     for w, share in enumerate(shares):
         wcfg = replace(cfg, brik_file=share_brik_file(cfg.brik_file, w, len(shares)))
-        pairs = [(p, 0 if cfg.write_to_db else first + i) for i, p in enumerate(share)]
-        first += len(share)
+        pairs = numbered(share, first)
+        first = first if first < 0 else first + len(share)
 
         def work(pairs=pairs, wcfg=wcfg, w=w):
             try:
@@ -161,6 +202,7 @@ def ingest(folder: str, cfg: IngestConfig, workers: int = 1, doc_start: int = 1,
             running -= 1
             continue
         totals.add(r)
+        status.progress(totals.files)
         if bar is not None:
             elapsed = time.monotonic() - started
             bar.set_postfix(pages=totals.pages, failed=totals.failed,
@@ -174,8 +216,5 @@ def ingest(folder: str, cfg: IngestConfig, workers: int = 1, doc_start: int = 1,
     totals.seconds = time.monotonic() - started
     if errors:
         raise errors[0]
-    if cfg.write_to_db:
-        dbside.set_status(cfg.db_kind, cfg.db, account=cfg.account, key=job_status_key(cfg),
-                          summary="Completed", total=len(paths), current=totals.files,
-                          end_time=time.strftime("%c"))
+    status.completed(totals.files)
     return totals

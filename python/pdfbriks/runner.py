@@ -58,6 +58,7 @@ class IngestConfig:
     logger_level: int = 20
     debug_mode: int = 0
     log_path: str = ""              # the library's log lines are appended here; "" drops them
+    status_interval: int = 10       # files between the job's "In Progress" rows; 0: none
     file_timeout: float = 0.0       # seconds per file; 0: no limit
 
     @property
@@ -69,7 +70,7 @@ class IngestConfig:
 class FileResult:
     """What one file gave: the closing summary of its level-3 call, or the reason it failed."""
     path: str
-    doc: int = 0                    # document number given (file mode); 0 with a database
+    doc: int = -1                   # document number given; -1: the next of the library row
     status: str = "ok"              # "ok", "no_content" (library result below 1), CRASHED, TIMEOUT
     documents: int = 0
     blocks: int = 0
@@ -168,7 +169,7 @@ def run_share(files: Iterable[tuple[str, int]], cfg: IngestConfig,
               worker: str = "") -> list[FileResult]:
     """Parses (path, document number) pairs in order, one child process at a time; a file on
     which the child dies or hangs is recorded as failed and the next file goes to a new child.
-    The document number is used in file mode; with a database ids come from the database."""
+    A document number below 0 takes the next id of the library row (a database run)."""
     results = []
     child = None
     try:

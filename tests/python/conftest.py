@@ -45,7 +45,7 @@ def library():
     return "t" + uuid.uuid4().hex[:10]
 
 
-def provision(db, account, library):
+def provision(db, account, library):  # through the command, as a user runs it
     subprocess.run([sys.executable, "-m", "pdfbriks.provision", "--db", db, "--account", account,
                     "--library", library], check=True, cwd=ROOT, capture_output=True,
                    env=dict(os.environ, PYTHONPATH=str(ROOT / "python")))

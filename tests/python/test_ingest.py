@@ -31,18 +31,22 @@ def brik_rows(kind, db, account, library):
         conn.close()
 
 
-def events(kind, db, account):
+def query(kind, db, account, table, fields):
     if kind == "mongo":
         import pymongo
         with pymongo.MongoClient(db) as client:
-            return [(e["file_name"], e["message"]) for e in client[account]["parser_events"].find()]
+            return [tuple(e[f] for f in fields) for e in client[account][table].find()]
     conn = sqlite3.connect(db) if kind == "sqlite" else __import__("psycopg2").connect(db)
     try:
         cur = conn.cursor()
-        cur.execute("SELECT file_name, message FROM parser_events")
+        cur.execute(f"SELECT {', '.join(fields)} FROM {table}")
         return cur.fetchall()
     finally:
         conn.close()
+
+
+def events(kind, db, account):
+    return query(kind, db, account, "parser_events", ("file_name", "message"))
 
 
 def check_database_run(totals, folder, kind, db, account, library):
@@ -62,6 +66,8 @@ def check_database_run(totals, folder, kind, db, account, library):
                    "pages": totals.pages}
     assert totals.blocks == len(rows)
     assert events(kind, db, account) == [(str(folder / "broken.pdf"), "NO_CATALOG")]
+    assert query(kind, db, account, "status", ("key", "summary", "total", "current")) == [
+        (library + "_pdf_parser_j1", "Completed", len(good) + 1, len(good) + 1)]
 
 
 def config(tmp_path, database=None, **kw):
