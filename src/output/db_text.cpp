@@ -1,0 +1,78 @@
+// output/db_text.cpp -- db_prepare_text: the prepared text of one brik for the database sinks.
+// Reads: Briks[i], global_headlines, GLOBAL_GET_HEADER_TEXT. Writes: the scratch text, and the
+// header_text of a short image brik. Limits: DB_SCRATCH_SIZE and the 50000-byte header; what does
+// not fit is dropped.
+#include "output/db_text.h"
+
+#include <bson/bson.h>
+
+#include <cstring>
+
+#include "run/run_state.h"
+
+constexpr size_t HEADER_TEXT_SIZE = sizeof(BrikRecord::header_text);
+
+// Appends `add` bytes of `src` to the zero-terminated `dst` of `size` bytes, dropping what does
+// not fit. `n` is strlen(dst); the new length is returned.
+static size_t append_bytes(char* dst, size_t n, size_t size, const char* src, size_t add) {
+  if (n + 1 >= size) return n;
+  if (add > size - 1 - n) add = size - 1 - n;
+  memcpy(dst + n, src, add);
+  dst[n + add] = 0;
+  return n + add;
+}
+
+static bool is_valid_utf8(const char* text) {
+  return bson_utf8_validate(text, strlen(text), true);
+}
+
+// Bytes kept from a text that is not valid UTF-8: those above 31 as a signed byte, so 32 to 127.
+// Intended: every byte of 128 and more goes, those of well-formed characters too, and so do tab
+// and newline. One pass with a moving end instead of one formatted append per byte.
+static size_t remediate_into(char* dst, size_t n, size_t size, const char* src) {
+  for (const char* p = src; *p != 0 && n + 1 < size; p++) {
+    if (static_cast<signed char>(*p) > 31) dst[n++] = *p;
+  }
+  dst[n] = 0;
+  return n;
+}
+
+extern "C" {
+
+const char* db_prepare_text(int i, char* scratch, int invalid_header_rule, const char* remediation_line) {
+  BrikRecord* brik = &Briks[i];
+  // ---- 1. to 3. the brik's text, remediated when it is not valid UTF-8 ----
+  size_t n = 0;
+  scratch[0] = 0;
+  if (is_valid_utf8(brik->text)) {
+    n = append_bytes(scratch, 0, DB_SCRATCH_SIZE, brik->text, strlen(brik->text));
+  } else {
+    log_at(10, "%s", remediation_line);
+    n = remediate_into(scratch, 0, DB_SCRATCH_SIZE, brik->text);
+  }
+  // ---- 4. a short image brik takes the headlines ----
+  int is_image = strcmp(brik->content_type, "image") == 0;
+  const char* headlines = global_headlines != nullptr ? global_headlines : "";
+  if (is_image && n <= static_cast<size_t>(DB_SHORT_IMAGE_TEXT) && headlines[0] != 0) {
+    size_t h = strlen(brik->header_text);
+    if (is_valid_utf8(headlines)) {
+      n = append_bytes(scratch, n, DB_SCRATCH_SIZE, " ", 1);
+      n = append_bytes(scratch, n, DB_SCRATCH_SIZE, headlines, strlen(headlines));
+      if (h < static_cast<size_t>(DB_SHORT_IMAGE_HEADER) && GLOBAL_GET_HEADER_TEXT == 1) {
+        h = append_bytes(brik->header_text, h, HEADER_TEXT_SIZE, " ", 1);
+        append_bytes(brik->header_text, h, HEADER_TEXT_SIZE, headlines, strlen(headlines));
+      }
+    } else {
+      // Intended: no blank before the kept bytes, and no length test on the header; PostgreSQL
+      // even ignores GLOBAL_GET_HEADER_TEXT here.
+      n = remediate_into(scratch, n, DB_SCRATCH_SIZE, headlines);
+      if (invalid_header_rule == DB_INVALID_HEADER_ALWAYS || GLOBAL_GET_HEADER_TEXT == 1) {
+        remediate_into(brik->header_text, h, HEADER_TEXT_SIZE, headlines);
+      }
+    }
+  }
+  // ---- 5. the CMYK mark of image briks ----
+  return is_image && brik->sub_index == -3 ? "CMYK_FLAG" : "";
+}
+
+}  // extern "C"

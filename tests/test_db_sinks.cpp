@@ -1,0 +1,288 @@
+// tests/test_db_sinks.cpp -- the three database sinks against real servers: the 28 stored values
+// and their types, UTF-8 preparation, the headlines of short image briks, a run past one batch,
+// failed rows, connections and URIs, and statements that carry hostile text.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "db_fixture.h"
+#include "doc_fixture.h"
+#include "output/db_guard.h"
+#include "output/output.h"
+#include "run/run_state.h"
+
+using namespace pdftest;
+
+namespace {
+
+char stamp[] = "Mon Nov 23 10:00:00 2026";
+
+void set_brik(int k, const char* type, const char* text, const char* header = "Head",
+              int sub_index = 0, const char* table = "", const char* external = "") {
+  BrikRecord* b = &Briks[k];
+  strcpy(b->content_type, type);
+  strcpy(b->text, text);
+  strcpy(b->header_text, header);
+  strcpy(b->table, table);
+  strcpy(b->external_files, external);
+  b->sub_index = sub_index;
+  b->master_index = 3;
+  b->coords_x = 72;
+  b->coords_y = -5;
+  b->coords_cx = 3;
+  b->coords_cy = 7;
+}
+
+// A document in memory with its metadata and a private place in the back end under test.
+class DbSink : public ::testing::TestWithParam<Backend> {
+ protected:
+  LoadedDoc doc{"%PDF-1.7\n", false};
+  DbPlace place{GetParam()};
+  void SetUp() override {
+    if (!place.skip().empty()) GTEST_SKIP() << place.skip();
+    place.use();
+    GLOBAL_GET_HEADER_TEXT = 1;
+    global_headlines[0] = 0;
+    strcpy(my_doc.author, "O'Brien");
+    strcpy(my_doc.file_name, "a.pdf");
+    strcpy(my_doc.created_date, "2026-01-01");
+    strcpy(my_doc.modified_date, "2026-01-02");
+    strcpy(my_doc.creator_tool, "maker");
+  }
+  Backend backend() const { return GetParam(); }
+  int write(int stop, int brik_id = 0, const char* library = nullptr) {
+    std::string lib = library != nullptr ? library : place.library;
+    return write_to_db(0, stop, const_cast<char*>(place.account.c_str()), const_cast<char*>(lib.c_str()),
+                       4, brik_id, stamp);
+  }
+  std::vector<DbRow> rows() { return place.rows(place.library, "block_ID"); }
+  std::string text_of(const DbRow& row) { return field(row, backend() == Backend::mongo ? "text" : "text_block").str; }
+  DbValue number(long long n) const { return backend() == Backend::mongo ? db_int64(n) : db_int(n); }
+};
+
+std::string backend_label(const ::testing::TestParamInfo<Backend>& info) { return backend_name(info.param); }
+
+// ---- the 28 values of a text, a table and a CMYK image brik, in order, with their types ----
+TEST_P(DbSink, StoresAllFieldsInOrderWithTypes) {
+  set_brik(0, "text", "Hello world", "Head", -3);
+  set_brik(1, "table", "cells", "", 1, "<th> a <td> b");
+  set_brik(2, "image", "nearby text", "", -3, "", "image4_1.png");
+  int result = write(3, 20);
+  EXPECT_EQ(result, backend() == Backend::mongo ? 23 : 0);
+  std::vector<DbRow> got = rows();
+  ASSERT_EQ(got.size(), 3u);
+  const bool mongo = backend() == Backend::mongo;
+  for (int k = 0; k < 3; k++) {
+    const BrikRecord& b = Briks[k];
+    std::string flag = !mongo ? "cmyk_flag" : k == 2 ? "CMYK_FLAG" : "";
+    std::string embedding = backend() == Backend::postgres ? "{}" : backend() == Backend::sqlite ? "test432" : "";
+    DbRow want = {
+        {"block_ID", number(20 + k)}, {"doc_ID", number(4)}, {"content_type", db_text(b.content_type)},
+        {"file_type", db_text("pdf")}, {"master_index", number(4)}, {"master_index2", number(0)},
+        {"coords_x", number(72)}, {"coords_y", number(-5)}, {"coords_cx", number(3)}, {"coords_cy", number(7)},
+        {"author_or_speaker", db_text("O'Brien")}, {"added_to_collection", db_text(stamp)},
+        {"file_source", db_text("a.pdf")}, {mongo ? "table" : "table_block", db_text(b.table)},
+        {"modified_date", db_text("2026-01-02")}, {"created_date", db_text("2026-01-01")},
+        {"creator_tool", db_text("maker")}, {"external_files", db_text(b.external_files)},
+        {mongo ? "text" : "text_block", db_text(b.text)}, {"header_text", db_text(b.header_text)},
+        {"text_search", db_text(b.text)}, {"user_tags", db_text("")}, {"special_field1", db_text("")},
+        {"special_field2", db_text("")}, {"special_field3", db_text(flag)}, {"graph_status", db_text("false")},
+        {"dialog", db_text("false")}, {"embedding_flags", db_text(embedding)}};
+    ASSERT_EQ(got[k].size(), 28u);
+    for (int f = 0; f < 28; f++) {
+      EXPECT_EQ(strcasecmp(got[k][f].first.c_str(), want[f].first.c_str()), 0) << got[k][f].first;
+      EXPECT_EQ(got[k][f].second, want[f].second)
+          << "brik " << k << " " << want[f].first << ": " << to_string(got[k][f].second);
+    }
+  }
+}
+
+// ---- valid UTF-8 passes whole; one bad byte strips every byte above 127 and every control ----
+TEST_P(DbSink, InvalidUtf8IsStrippedToPrintableAscii) {
+  set_brik(0, "text", "caf\xC3\xA9\tx");
+  set_brik(1, "text", "caf\xC3\xA9\t\xFFx");
+  LogCapture log(10);
+  write(2);
+  std::vector<DbRow> got = rows();
+  ASSERT_EQ(got.size(), 2u);
+  EXPECT_EQ(text_of(got[0]), "caf\xC3\xA9\tx");
+  EXPECT_EQ(text_of(got[1]), "cafx");
+  EXPECT_EQ(field(got[1], "text_search").str, "cafx");
+  const char* line = backend() == Backend::postgres
+      ? "DEBUG: pdf_parser - write_to_pg - fails bson validation - remediating before inserting into db.\n"
+      : backend() == Backend::sqlite
+      ? "DEBUG:  pdf_parser - write_to_sqlite - fails bson validation - remediating.\n"
+      : "DEBUG:  pdf_parser - write_to_mongo - bson_utf8 validation failed - will remediate before adding to db. \n";
+  std::string text = log.text();
+  EXPECT_NE(find(text, line), -1);
+  EXPECT_EQ(text.find(line, find(text, line) + 1), std::string::npos);  // once: the valid text logs nothing
+}
+
+// ---- headlines: short image briks only; the header rule on the valid and invalid paths ----
+TEST_P(DbSink, HeadlinesJoinShortImageBriks) {
+  strcpy(global_headlines, "Title");
+  set_brik(0, "image", "123456789", "short");
+  set_brik(1, "image", "1234567890", "short");
+  set_brik(2, "image", "", "twenty bytes header.");
+  set_brik(3, "text", "abc", "short");
+  write(4);
+  strcpy(global_headlines, "T\xFFi\xC3\xA9t");
+  GLOBAL_GET_HEADER_TEXT = 0;
+  set_brik(4, "image", "img", "h");
+  write_to_db(4, 5, const_cast<char*>(place.account.c_str()), const_cast<char*>(place.library.c_str()), 4, 4, stamp);
+  std::vector<DbRow> got = rows();
+  ASSERT_EQ(got.size(), 5u);
+  const char* want_text[] = {"123456789 Title", "1234567890", " Title", "abc", "imgTit"};
+  const char* want_header[] = {"short Title", "short", "twenty bytes header.", "short",
+                               backend() == Backend::postgres ? "hTit" : "h"};
+  for (int k = 0; k < 5; k++) {
+    EXPECT_EQ(text_of(got[k]), want_text[k]) << k;
+    EXPECT_EQ(field(got[k], "header_text").str, want_header[k]) << k;
+  }
+  EXPECT_STREQ(Briks[0].header_text, "short Title");  // the change is made in Briks itself
+}
+
+// ---- a run past one full batch: two flushes, ids without gap or repeat ----
+TEST_P(DbSink, FlushesPastOneBatchKeepIds) {
+  GLOBAL_WRITE_TO_DB = 1;
+  global_account_name = const_cast<char*>(place.account.c_str());
+  global_library_name = const_cast<char*>(place.library.c_str());
+  global_time_stamp = stamp;
+  master_brik_tracker = 0;
+  master_doc_tracker = 4;
+  for (int round = 0; round < 2; round++) {
+    int count = round == 0 ? GLOBAL_MAX_BRIKS : 7;
+    for (int k = 0; k < count; k++) set_brik(k, "text", ("brik " + std::to_string(master_brik_tracker + k)).c_str());
+    global_brik_counter = count;
+    flush_brik_batch();
+  }
+  GLOBAL_WRITE_TO_DB = 0;
+  EXPECT_EQ(master_brik_tracker, GLOBAL_MAX_BRIKS + 7);
+  std::vector<DbRow> got = rows();
+  ASSERT_EQ(got.size(), static_cast<size_t>(GLOBAL_MAX_BRIKS + 7));
+  for (size_t k = 0; k < got.size(); k++) {
+    ASSERT_EQ(field(got[k], "block_ID").number, static_cast<long long>(k));
+    ASSERT_EQ(text_of(got[k]), "brik " + std::to_string(k));
+  }
+}
+
+// ---- one refused row in a batch leaves its neighbours stored ----
+TEST_P(DbSink, RefusedRowLeavesNeighbours) {
+  set_brik(0, "text", "first");
+  set_brik(1, "text", "bad", "Head", 0, "\xFF\xFE", "x'y.png");  // bad UTF-8 for the server, a quote for SQLite
+  set_brik(2, "text", "third");
+  LogCapture log(20);
+  testing::internal::CaptureStderr();
+  write(3, 10);
+  std::string err = testing::internal::GetCapturedStderr();
+  std::vector<DbRow> got = rows();
+  if (backend() == Backend::mongo) {
+    // The wire peer keeps an unreadable message in its input and fails everything after it on
+    // that connection (a server answers and goes on), so only the rows before are checked here.
+    ASSERT_GE(got.size(), 1u);
+    EXPECT_EQ(text_of(got[0]), "first");
+    EXPECT_NE(find(err, "Invalid UTF-8"), -1) << err;
+    EXPECT_EQ(log.text(), "");  // MongoDB failures go to standard error only
+    return;
+  }
+  ASSERT_EQ(got.size(), 2u);
+  EXPECT_EQ(field(got[0], "block_ID").number, 10);
+  EXPECT_EQ(field(got[1], "block_ID").number, 12);
+  EXPECT_EQ(text_of(got[1]), "third");
+  if (backend() == Backend::postgres) {
+    EXPECT_NE(find(log.text(), "WARNING: pdf_parser - write_to_pg - error writing block - 12 - "), -1);  // the next id
+  } else {
+    EXPECT_NE(find(log.text(), "WARNING: pdf_parser - write_to_db_sqlite - exec error: statement refused before "
+                               "sending - a single quote in external_files"), -1);
+  }
+}
+
+// ---- hostile text in escaped and unescaped values and in the table name ----
+TEST_P(DbSink, HostileFileNameAndCreatorTool) {
+  const char* hostile = "x'); DROP TABLE briks; --";
+  strcpy(my_doc.file_name, hostile);  // escaped (SQLite) or bound: stored as it is
+  set_brik(0, "text", "one");
+  write(1);
+  strcpy(my_doc.creator_tool, hostile);  // unescaped in SQLite: refused there, stored elsewhere
+  LogCapture log(20);
+  write(1, 1);
+  std::vector<DbRow> got = rows();
+  ASSERT_EQ(got.size(), backend() == Backend::sqlite ? 1u : 2u);
+  EXPECT_EQ(field(got[0], "file_source").str, hostile);
+  EXPECT_EQ(field(got[0], "author_or_speaker").str, "O'Brien");
+  if (backend() == Backend::sqlite) {
+    EXPECT_NE(find(log.text(), "exec error: statement refused before sending - a single quote in creator_tool"), -1);
+  } else {
+    EXPECT_EQ(field(got[1], "creator_tool").str, hostile);
+  }
+}
+
+TEST_P(DbSink, HostileTableNameRefusesEveryRow) {
+  if (backend() == Backend::mongo) GTEST_SKIP() << "a collection name is not SQL";
+  place.provision(backend() == Backend::postgres ? "briks_postgres.sql" : "briks_sqlite.sql", "victim");
+  set_brik(0, "text", "one");
+  set_brik(1, "text", "two");
+  LogCapture log(20);
+  write(2, 0, "briks (block_ID) VALUES (1); DROP TABLE victim; INSERT INTO briks");
+  EXPECT_TRUE(place.has_table("victim"));
+  EXPECT_EQ(rows().size(), 0u);
+  std::string reason = "statement refused before sending - the table name is not a plain identifier";
+  std::string text = log.text();
+  EXPECT_NE(text.find(reason), text.rfind(reason));  // one warning per row
+  if (backend() == Backend::sqlite) {  // a second statement in one text never runs
+    sqlite3* db = nullptr;
+    db_sqlite_open(place.uri.c_str(), &db);
+    char* error = nullptr;
+    EXPECT_EQ(db_sqlite_exec_one(db, "SELECT 1; DROP TABLE victim", &error), SQLITE_ERROR);
+    sqlite3_free(error);
+    sqlite3_close(db);
+    EXPECT_TRUE(place.has_table("victim"));
+  }
+}
+
+// ---- connections that fail, a database that does not open, and the dispatcher's exact names ----
+TEST_P(DbSink, FailedConnectionsAndUnknownNames) {
+  set_brik(0, "text", "one");
+  set_brik(1, "text", "two");
+  std::string saved = place.uri;
+  LogCapture log(20);
+  testing::internal::CaptureStderr();
+  if (backend() == Backend::postgres) {
+    place.uri = "host=127.0.0.1 port=1 user=x dbname=x connect_timeout=2";
+    place.use();
+    EXPECT_EQ(write(2, 5), 0);
+    EXPECT_NE(find(log.text(), "WARNING: pdf_parser - write_to_pg - connection failed - " + place.uri + " \n"), -1);
+    EXPECT_NE(find(log.text(), "error writing block - 6 - "), -1);
+    EXPECT_NE(find(log.text(), "error writing block - 7 - "), -1);
+  } else if (backend() == Backend::sqlite) {
+    place.uri = "/nonexistent/folder/briks.db";
+    place.use();
+    EXPECT_EQ(write(2, 5), 0);
+    EXPECT_EQ(log.text(), "WARNING: pdf_parser - write_to_sqlite - can not open database: unable to open database file\n");
+  } else {
+    place.uri = "notmongo://x";
+    place.use();
+    EXPECT_EQ(write(2, 5000), 1);
+    place.uri = "mongodb://127.0.0.1:1/?serverSelectionTimeoutMS=100";
+    place.use();
+    EXPECT_EQ(write(2, 5), 7);
+  }
+  std::string err = testing::internal::GetCapturedStderr();
+  if (backend() == Backend::mongo) {
+    EXPECT_EQ(err.rfind("failed to parse URI: notmongo://x\nerror message:       ", 0), 0u) << err;
+    EXPECT_GE(std::count(err.begin(), err.end(), '\n'), 4);  // two lines, then one per failed insert
+  }
+  place.uri = saved;
+  place.use();
+  char wrong[] = "Postgres";  // the names match exactly or not at all
+  global_db = backend() == Backend::postgres ? wrong : const_cast<char*>("sqlite ");
+  EXPECT_EQ(write(2, 5), 0);
+  place.use();
+  EXPECT_EQ(write(0, 9), backend() == Backend::mongo ? 9 : 0);  // an empty batch
+  EXPECT_EQ(rows().size(), 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Backends, DbSink, ::testing::ValuesIn(ALL_BACKENDS), backend_label);
+
+}  // namespace
