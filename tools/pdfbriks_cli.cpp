@@ -12,6 +12,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
+
 #include <atomic>
 #include <chrono>
 #include <map>
@@ -38,6 +40,8 @@ static void usage(FILE* out) {
           "  -s, --strip-header N   strip-header option (default 0)\n"
           "  -l, --log-level N      log level: 9 deep debug, 10 debug, 20 info, 40 errors (default 20)\n"
           "  -L, --log-file PATH    log to this file instead of standard output\n"
+          "  -i, --images           also export the file's images into the work folder (PNG, JPEG\n"
+          "                         and the raw data of other kinds), each with an image brik\n"
           "  -h, --help             this text\n");
 }
 
@@ -96,6 +100,59 @@ static std::string read_text(const std::string& path) {
   while ((got = fread(block, 1, sizeof block, in)) > 0) text.append(block, got);
   fclose(in);
   return text;
+}
+
+// The single-file entries never export images, so --images sets the run's globals as a folder
+// entry with image saving on would, and calls the document builder itself. Returns the pages
+// with briks; `images` receives the images exported.
+static int parse_with_images(const std::string& path, const std::string& name, const std::string& work,
+                             const std::string& out_name, int brik_size, int strip_header, int tables,
+                             int smart_edge, int chunk, int encoding, int header_text, int grid,
+                             int log_level, const std::string& log_file, int* images) {
+  static char account[] = "local", library[] = "pdfbriks", db_kind[] = "sqlite";
+  FILE* log_out = log_file.empty() ? nullptr : fopen(log_file.c_str(), "w");
+  log_stream = log_out != nullptr ? log_out : stdout;
+  GLOBAL_LOGGER_LEVEL = log_level;
+  GLOBAL_STRIP_HEADER = strip_header;
+  TABLE_STRATEGY = tables;
+  CHUNKING_SMART_EDGE = smart_edge;
+  MAX_CHUNK_SIZE = chunk;
+  GLOBAL_ENCODING = encoding;
+  GLOBAL_GET_HEADER_TEXT = header_text;
+  TABLE_GRID = grid;
+  char time_stamp[64];
+  time_t now = time(nullptr);
+  strftime(time_stamp, sizeof time_stamp, "%c", localtime(&now));
+  std::string work_text = work, out_text = out_name, path_text = path;
+  global_db = db_kind;
+  global_image_fp = &work_text[0];
+  GLOBAL_BRIK_SIZE = brik_size;
+  GLOBAL_WRITE_TO_DB = 0;
+  global_write_to_filename = &out_text[0];
+  debug_mode = 0;
+  global_table_count = 0;
+  IMG_MIN_HEIGHT = 5;
+  IMG_MIN_WIDTH = 5;
+  IMG_MIN_HxW = 250;
+  global_ccitt_image_save_on = 1;
+  global_png_convert_on = 1;
+  master_brik_tracker = 0;
+  master_doc_tracker = 0;
+  master_image_tracker = 0;
+  global_total_pages_added = 0;
+  global_image_save_on = 1;
+  global_account_name = account;
+  global_library_name = library;
+  global_time_stamp = time_stamp;
+  snprintf(my_doc.account_name, sizeof my_doc.account_name, "%s", account);
+  snprintf(my_doc.library_name, sizeof my_doc.library_name, "%s", library);
+  snprintf(my_doc.file_path, sizeof my_doc.file_path, "%s", path.c_str());
+  snprintf(my_doc.file_name, sizeof my_doc.file_name, "%s", name.c_str());
+  pdf_builder(&path_text[0], account, library, time_stamp);
+  *images = master_new_images_added;
+  if (log_out != nullptr) fclose(log_out);
+  log_stream = stdout;
+  return global_total_pages_added;
 }
 
 static int is_pdf_name(const std::string& name) {
@@ -329,7 +386,7 @@ int main(int argc, char** argv) {
   std::string out_name = "briks.txt";
   std::string log_file;
   int brik_size = 400, chunk = 600, smart_edge = 1, encoding = 2, tables = 1, grid = 1;
-  int header_text = 1, strip_header = 0, log_level = 20;
+  int header_text = 1, strip_header = 0, log_level = 20, images = 0;
   static const option options[] = {
       {"work", required_argument, nullptr, 'w'},         {"out", required_argument, nullptr, 'o'},
       {"brik-size", required_argument, nullptr, 'b'},    {"chunk", required_argument, nullptr, 'c'},
@@ -337,9 +394,10 @@ int main(int argc, char** argv) {
       {"tables", required_argument, nullptr, 't'},       {"grid", required_argument, nullptr, 'g'},
       {"header-text", required_argument, nullptr, 'H'},  {"strip-header", required_argument, nullptr, 's'},
       {"log-level", required_argument, nullptr, 'l'},    {"log-file", required_argument, nullptr, 'L'},
-      {"help", no_argument, nullptr, 'h'},               {nullptr, 0, nullptr, 0}};
+      {"images", no_argument, nullptr, 'i'},             {"help", no_argument, nullptr, 'h'},
+      {nullptr, 0, nullptr, 0}};
   int opt;
-  while ((opt = getopt_long(argc, argv, "w:o:b:c:e:n:t:g:H:s:l:L:h", options, nullptr)) != -1) {
+  while ((opt = getopt_long(argc, argv, "w:o:b:c:e:n:t:g:H:s:l:L:ih", options, nullptr)) != -1) {
     int ok = 1;
     switch (opt) {
       case 'w': work = optarg; break;
@@ -354,6 +412,7 @@ int main(int argc, char** argv) {
       case 'H': ok = read_number(optarg, &header_text); break;
       case 's': ok = read_number(optarg, &strip_header); break;
       case 'l': ok = read_number(optarg, &log_level); break;
+      case 'i': images = 1; break;
       case 'h': usage(stdout); return 0;
       default: usage(stderr); return 2;
     }
@@ -389,6 +448,16 @@ int main(int argc, char** argv) {
     return 1;
   }
 
+  if (images) {
+    int exported = 0;
+    int pages = parse_with_images(input, name, work, out_name, brik_size, strip_header, tables,
+                                  smart_edge, chunk, encoding, header_text, grid, log_level, log_file,
+                                  &exported);
+    std::string out_path = work + out_name;
+    printf("pdfbriks: %d pages with briks, %d briks in %s, %d images in %s\n", pages,
+           count_records(out_path), out_path.c_str(), exported, work.c_str());
+    return 0;
+  }
   int pages = add_one_pdf_opts("local", "pdfbriks", folder.c_str(), name.c_str(), work.c_str(),
                                out_name.c_str(), brik_size, "", strip_header, tables, smart_edge,
                                chunk, encoding, header_text, grid, "", log_level,
