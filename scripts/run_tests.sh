@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 bash scripts/setup.sh
 
 echo "== build and test (build/)"
-cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPDFBRIKS_TESTS=ON >/dev/null
 cmake --build build -j2
 bash scripts/with_test_servers.sh bash -c 'cd build && ctest --output-on-failure -j2'
 

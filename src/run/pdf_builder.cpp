@@ -222,15 +222,12 @@ static void search_catalog_in_hidden(int master_count, ObjectPass* pass) {
   }
 }
 
-// The image pass of a page: image export and the text of Form XObjects. Images are not
-// exported by this build, and no entry turns global_image_save_on on, so there is no work yet.
-static void run_image_pass(int page) { (void)page; }
-
 // ---- 3. the page loop ----
-static int run_page_loop(void) {
-  int blocks_created = 0;
+static int run_page_loop(char* account, char* library) {
+  PageWork work = {0, 0, 0, 0};
   for (int p = 0; p < global_page_count; p++) {
-    int page_briks = 0;
+    work.page_briks = 0;
+    work.page_success = 0;
     if (global_brik_counter >= GLOBAL_MAX_BRIKS) flush_brik_batch();
     master_page_brik_start = global_brik_counter;
     master_page_brik_stop = global_brik_counter;
@@ -252,23 +249,24 @@ static int run_page_loop(void) {
       if (dict_search_buffer(stream.dict_start, stream.dict_stop, flatedecode_seq, 11) != 1) continue;
       int length = flate_handler_buffer_v2(stream.stream_start, stream.stop);
       int made = text_processor_page(length, p);
-      blocks_created += made;
-      page_briks += made;
+      work.page_success = made;
+      work.blocks_created += made;
+      work.page_briks += made;
       global_text_found += made;
       master_page_brik_stop = master_page_brik_start + made;
       free(flate_dst_tmp_buffer);
       flate_dst_tmp_buffer = nullptr;
     }
-    if (page->image_count > 0 && global_image_save_on == 1) run_image_pass(p);
+    if (page->image_count > 0 && global_image_save_on == 1) run_image_pass(p, account, library, &work);
 
-    if (page_briks >= 1) {
-      log_at(9, "DEBUG: pdf_parser - briks added on page - %d - %d \n", p, page_briks);
+    if (work.page_briks >= 1) {
+      log_at(9, "DEBUG: pdf_parser - briks added on page - %d - %d \n", p, work.page_briks);
       global_total_pages_added++;
     } else {
       log_at(9, "DEBUG: no content found on page - %d \n", p);
     }
   }
-  return blocks_created;
+  return work.blocks_created;
 }
 
 // One PDF file into briks. Result: briks and images made (above 0), 0 nothing produced or the
@@ -317,7 +315,7 @@ int pdf_builder(char* path, char* account, char* library, char* time_stamp) {
   font_encoding_cmap_handler(0);
   master_new_images_added = 0;
 
-  int blocks_created = run_page_loop();
+  int blocks_created = run_page_loop(account, library);
 
   // ---- end of the document ----
   document_buffer_end();

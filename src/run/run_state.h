@@ -128,6 +128,17 @@ void flush_brik_batch(void);
 
 // ---- the document builder and the file-name helpers of the entries ----
 int pdf_builder(char* path, char* account, char* library, char* time_stamp);
+
+// Working values of the page loop that the image pass reads and raises (run/image_pass.cpp).
+struct PageWork {
+  int page_briks;      // briks added on this page; 0 at each page
+  int page_success;    // result of the page's latest text_processor_page; 0 at each page
+  int blocks_created;  // the document's result so far
+  int image_result;    // latest image handler result, or -1; 0 when the document starts
+};
+// The image pass of page `page`: image export and the text of Form XObjects. Runs only while
+// global_image_save_on is 1 and the page has image entries. account and library go to flushes.
+void run_image_pass(int page, char* account, char* library, PageWork* work);
 int document_arrays_begin(void);   // Briks, Font_CMAP, Pages, obj, nn_global_tmp, global_headlines; 0 if out of memory
 int document_buffer_begin(int capacity);  // a zero-filled buffer of `capacity` bytes; 0 if out of memory
 void document_buffer_end(void);    // frees buffer; safe to call twice

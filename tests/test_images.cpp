@@ -1,0 +1,348 @@
+// tests/test_images.cpp -- the page image pass, the handlers and nearby_text: crafted documents
+// through pdf_builder with images on, PNGs read back pixel for pixel, raw files against the PDF's
+// bytes, Form XObjects, the flush at capacity, and real files from other tools.
+#include <gtest/gtest.h>
+#include <png.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+#include "doc_fixture.h"
+#include "images/images.h"
+#include "pdf_writer.h"
+#include "run/run_state.h"
+
+using namespace pdftest;
+
+namespace {
+
+struct ImageRun {
+  int result;
+  std::string folder;
+  std::string briks;
+  bool has(const std::string& name) const { return access((folder + name).c_str(), F_OK) == 0; }
+};
+
+// pdf_builder on `bytes` with the globals a folder entry with image saving on would set.
+ImageRun run_images(const std::string& bytes, int image_save = 1) {
+  static std::string folder;
+  folder = make_temp_dir("images");
+  write_file(folder + "doc.pdf", bytes);
+  GLOBAL_WRITE_TO_DB = 0;
+  GLOBAL_BRIK_SIZE = 400;
+  global_image_fp = const_cast<char*>(folder.c_str());
+  global_write_to_filename = const_cast<char*>("briks.txt");
+  global_time_stamp = const_cast<char*>("t");
+  global_image_save_on = image_save;
+  global_ccitt_image_save_on = global_png_convert_on = 1;
+  IMG_MIN_HEIGHT = IMG_MIN_WIDTH = 5;
+  IMG_MIN_HxW = 250;
+  master_doc_tracker = master_image_tracker = master_brik_tracker = 0;
+  std::string path = folder + "doc.pdf";
+  int result = pdf_builder(&path[0], const_cast<char*>("a"), const_cast<char*>("l"), const_cast<char*>("t"));
+  global_image_save_on = -1;
+  return ImageRun{result, folder, read_file(folder + "briks.txt")};
+}
+
+std::string samples(int n, int salt = 0) {
+  std::string s(n, '\0');
+  for (int i = 0; i < n; i++) s[i] = static_cast<char>(i * 7 + i / 3 + salt);
+  return s;
+}
+
+struct Img {
+  std::string dict;  // between /Subtype/Image and /Length
+  std::string data;  // the stream's bytes as they stand in the file
+  bool placed = true;
+  std::string after = "\n";  // line end after "stream"
+};
+
+// One page: /F1 text (unless empty), then images 20.. as /Im0.., placed by Do at x 100 + 50k, y 300.
+PdfWriter image_page(const std::vector<Img>& images, const std::string& text = "Hello images",
+                     const std::string& extra_xobjects = "", const std::string& extra_content = "") {
+  PdfWriter w = simple_text_pdf({""});
+  w.objects.erase(w.objects.begin() + 3, w.objects.end());  // the page and its stream, made anew
+  std::string xobjects, content = text.empty() ? "" : text_lines_content({text});
+  for (size_t k = 0; k < images.size(); k++) {
+    const Img& im = images[k];
+    int n = 20 + static_cast<int>(k);
+    xobjects += "/Im" + std::to_string(k) + " " + std::to_string(n) + " 0 R";
+    if (im.placed) content += "q 1 0 0 1 " + std::to_string(100 + 50 * k) + " 300 cm /Im" + std::to_string(k) + " Do Q\n";
+    w.add(n, "<</Type/XObject/Subtype/Image" + im.dict + "/Length " + std::to_string(im.data.size()) +
+                 ">>\nstream" + im.after + im.data + "\nendstream");
+  }
+  w.add(10, "<</Type/Page/Parent 2 0 R/Resources<</Font<</F1 3 0 R>>/XObject<<" + xobjects + extra_xobjects +
+                ">>>>/Contents 11 0 R>>");
+  w.add_stream(11, "", content + extra_content);
+  return w;
+}
+
+// A PNG's samples, or "" when it can not be read; `format` gets PNG_FORMAT_GRAY or _RGB.
+std::string png_samples(const std::string& path, int* format) {
+  png_image image{};
+  image.version = PNG_IMAGE_VERSION;
+  if (!png_image_begin_read_from_file(&image, path.c_str())) return "";
+  *format = static_cast<int>(image.format);
+  std::string out(PNG_IMAGE_SIZE(image), '\0');
+  if (!png_image_finish_read(&image, nullptr, &out[0], 0, nullptr)) return "";
+  return out;
+}
+
+// The record of the brik file that names `file` in its external_files.
+std::string record_of(const std::string& briks, const std::string& file) {
+  size_t at = briks.find("<external_files>: " + file + ",");
+  if (at == std::string::npos) return "";
+  size_t begin = briks.rfind("<block_ID>", at), end = briks.find("<END_BLOCK>", at);
+  return briks.substr(begin, end - begin);
+}
+
+std::string inverted(std::string s) {
+  for (char& c : s) c = static_cast<char>(~c);
+  return s;
+}
+
+const std::string kRgb = samples(20 * 16 * 3), kGrey = samples(20 * 16);
+const std::string kWH = "/Width 20/Height 16", kFlate = "/Filter/FlateDecode";
+
+}  // namespace
+
+TEST(ImagePass, EachFilterGivesItsFileAndBrik) {
+  enum Check { NONE, PNG_RGB, PNG_GREY, RAW };
+  struct Row {
+    const char* why;
+    Img img;
+    int result;
+    const char* file;
+    Check check;
+    std::string expect;              // PNG samples, or the raw file before "\nendstream"
+    std::vector<std::string> lines;  // lines of the image's record
+    int unhandled;
+  };
+  const std::string deflated = deflate_bytes(kRgb);
+  const std::vector<Row> rows = {
+      {"RGB by length", {kWH + kFlate, deflate_bytes(kRgb)}, 2, "image0_0.png", PNG_RGB, kRgb,
+       {"<coords_x>: 100,", "<coords_y>: 300,", "<coords_cx>: 16,", "<coords_cy>: 20,", "<table>: ,"}, 0},
+      {"grey by length, CR LF after stream", {kWH + kFlate, deflate_bytes(kGrey), true, "\r\n"}, 2,
+       "image0_0.png", PNG_GREY, kGrey, {}, 0},
+      {"grey with the CMYK mark is complemented", {kWH + "/ColorSpace/DeviceCMYK" + kFlate, deflate_bytes(kGrey)},
+       2, "image0_0.png", PNG_GREY, inverted(kGrey), {"<special_field3>: ,"}, 0},
+      {"RGB with the CMYK mark keeps its bytes", {kWH + "/ColorSpace/DeviceCMYK" + kFlate, deflate_bytes(kRgb)},
+       2, "image0_0.png", PNG_RGB, kRgb, {}, 0},
+      {"four components fit no layout: 0 still counts", {kWH + kFlate, deflate_bytes(samples(1280))}, 2, "", NONE, "", {}, 0},
+      {"uniform image dropped", {kWH + kFlate, deflate_bytes(std::string(320, '\xff'))}, 2, "", NONE, "", {}, 0},
+      {"inflate that ends early", {kWH + kFlate, deflated.substr(0, deflated.size() / 2)}, 2, "", NONE, "", {}, 0},
+      {"Flate and DCT: a PNG named .jpg", {kWH + "/Filter[/FlateDecode/DCTDecode]", deflate_bytes(kRgb)}, 2,
+       "image0_0.jpg", PNG_RGB, kRgb, {}, 0},
+      {"Flate at 10 x 25 (product 250) is exported", {"/Width 25/Height 10" + kFlate, deflate_bytes(samples(250))},
+       2, "image0_0.png", PNG_GREY, samples(250), {}, 0},
+      {"Flate of height 5 is not tried", {"/Width 100/Height 5" + kFlate, deflate_bytes(samples(500))}, 1, "", NONE, "", {}, 0},
+      {"Flate 6 x 41 (246) is not tried", {"/Width 41/Height 6" + kFlate, deflate_bytes(samples(246))}, 1, "", NONE, "", {}, 0},
+      {"DCT of 250 bytes kept, no size test", {"/Width 2/Height 2/Filter/DCTDecode", samples(240)}, 2,
+       "image0_0.jpg", RAW, samples(240), {"<coords_cx>: 2,", "<coords_cy>: 2,"}, 0},
+      {"DCT of 249 bytes: result 0", {"/Filter/DCTDecode", samples(239)}, 2, "", NONE, "", {}, 0},
+      {"DCT with CR LF", {"/Filter/DCTDecode", samples(300), true, "\r\n"}, 2, "image0_0.jpg", RAW, samples(300), {}, 0},
+      {"DCT with LF LF", {"/Filter/DCTDecode", samples(300), true, "\n\n"}, 2, "image0_0.jpg", RAW, samples(300), {}, 0},
+      {"data that starts with LF loses it", {"/Filter/DCTDecode", "\n" + samples(300)}, 2, "image0_0.jpg", RAW,
+       samples(300), {}, 0},
+      {"CMYK JPEG", {"/ColorSpace/DeviceCMYK/Filter/DCTDecode", samples(300)}, 2, "image0_0.jpg", RAW, samples(300),
+       {"<special_field3>: CMYK_FLAG,"}, 0},
+      {"CCITT raw in .tiff", {kWH + "/Filter/CCITTFaxDecode", samples(300)}, 2, "image0_0.tiff", RAW, samples(300),
+       {"<coords_cx>: 16,", "<coords_cy>: 20,"}, 1},
+      {"CCITT 10 x 25 fails the strict product", {"/Width 25/Height 10/Filter/CCITTFaxDecode", samples(300)}, 1, "", NONE, "", {}, 1},
+      {"JPX takes its place from the entry at image_slot", {kWH + "/Filter/JPXDecode", samples(300)}, 2, "image0_0.jpx",
+       RAW, samples(300), {"<coords_x>: 0,", "<coords_cx>: 0,"}, 0},
+      {"JBIG2 only counted", {kWH + "/Filter/JBIG2Decode", samples(300)}, 1, "", NONE, "", {}, 1},
+      {"no filter", {kWH, kGrey}, 1, "", NONE, "", {}, 0},
+      {"unplaced image on a page with text is passed over", {kWH + kFlate, deflate_bytes(kRgb), false}, 1, "", NONE, "", {}, 0},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.why);
+    std::string pdf = image_page({row.img}).build();
+    ImageRun run = run_images(pdf);
+    EXPECT_EQ(run.result, row.result);
+    EXPECT_EQ(global_unhandled_img_counter, row.unhandled);
+    for (const char* name : {"image0_0.png", "image0_0.jpg", "image0_0.tiff", "image0_0.jpx", "image0_0.jbig"}) {
+      EXPECT_EQ(run.has(name), std::string(name) == row.file) << name;
+    }
+    if (row.check == PNG_RGB || row.check == PNG_GREY) {
+      int format = -1;
+      EXPECT_EQ(png_samples(run.folder + row.file, &format), row.expect);
+      EXPECT_EQ(format, row.check == PNG_RGB ? PNG_FORMAT_RGB : PNG_FORMAT_GRAY);
+    }
+    if (row.check == RAW) {
+      EXPECT_EQ(read_file(run.folder + row.file), row.expect + "\nendstream");
+    }
+    std::string record = row.file[0] ? record_of(run.briks, row.file) : "";
+    for (const std::string& line : row.lines) EXPECT_NE(record.find("\n" + line), std::string::npos) << line;
+  }
+}
+
+TEST(ImagePass, PageWithoutTextExportsUnplacedImagesWithOcrFlag) {
+  ImageRun run = run_images(image_page({{kWH + kFlate, deflate_bytes(kRgb), false}}, "").build());
+  EXPECT_EQ(run.result, 1);
+  EXPECT_NE(record_of(run.briks, "image0_0.png").find("<table>: OCR_FLAG,"), std::string::npos);
+  EXPECT_EQ(global_text_found, 0);
+}
+
+TEST(ImagePass, FormTextAndMixedImages) {
+  // Form 40 holds a Flate image, one with no filter (taken as Flate: the kind carries over, and
+  // its result 0 counts), a DCT image, and a 3 x 3 DCT image that fails the size test and counts
+  // by the result left from the one before.
+  Img page_image{kWH + kFlate, deflate_bytes(kRgb)};
+  PdfWriter w = image_page({page_image}, "Hello images", "/Fm0 40 0 R", "q /Fm0 Do Q\n");
+  w.add_stream(40, "/Subtype/Form/Resources<</Font<</F1 3 0 R>>/XObject<</Im5 30 0 R/Im6 31 0 R/Im7 32 0 R/Im8 33 0 R>>>>",
+               text_lines_content({"Form words here, long enough to make a brik of their own rather than a short tail "
+                                  "that the brik cutter hands back to an earlier brik."}));
+  w.add_stream(30, "/Subtype/Image" + kWH, samples(960, 1));
+  w.add_stream(31, "/Subtype/Image" + kWH, kGrey, false);
+  w.add_stream(32, "/Subtype/Image/Width 30/Height 10/Filter/DCTDecode", samples(300), false);
+  w.add_stream(33, "/Subtype/Image/Width 3/Height 3/Filter/DCTDecode", samples(300, 5), false);
+  ImageRun run = run_images(w.build());
+  EXPECT_EQ(run.result, 7);  // page text, form text, page image, four form images
+  int format = -1;
+  EXPECT_EQ(png_samples(run.folder + "image0_0.png", &format), kRgb);
+  EXPECT_EQ(png_samples(run.folder + "image0_1.png", &format), samples(960, 1));
+  EXPECT_TRUE(run.has("image0_2.jpg"));
+  EXPECT_FALSE(run.has("image0_3.jpg"));
+  EXPECT_NE(run.briks.find("Form words here"), std::string::npos);
+  EXPECT_NE(record_of(run.briks, "image0_1.png").find("<coords_x>: 0,\n<coords_y>: 0,"), std::string::npos);
+
+  ImageRun off = run_images(w.build(), -1);  // images off: no form text either
+  EXPECT_EQ(off.result, 1);
+  EXPECT_EQ(off.briks.find("Form words here"), std::string::npos);
+  EXPECT_FALSE(off.has("image0_0.png"));
+}
+
+TEST(ImagePass, FlushAtCapacityInsideTheHandler) {
+  // Three pages without text, 400 unplaced DCT entries each: the handler flushes at brik 1010
+  // with the moment's time; the end of the document flushes the other 190 with the run's stamp.
+  PdfWriter w = simple_text_pdf({"", "", ""});
+  std::string list;
+  for (int k = 0; k < 400; k++) list += "/Im" + std::to_string(k) + " 20 0 R";
+  for (int p = 0; p < 3; p++) w.objects[3 + 2 * p].second = std::to_string(10 + 2 * p) +
+      " 0 obj\n<</Type/Page/Parent 2 0 R/Resources<</XObject<<" + list + ">>>>>>\nendobj\n";
+  w.add_stream(20, "/Type/XObject/Subtype/Image/Filter/DCTDecode", samples(300), false);
+  ImageRun run = run_images(w.build());
+  EXPECT_EQ(run.result, 1200);
+  EXPECT_TRUE(run.has("image0_1199.jpg"));
+  size_t records = 0, run_stamped = 0;
+  for (size_t at = run.briks.find("<block_ID>"); at != std::string::npos; at = run.briks.find("<block_ID>", at + 1)) {
+    EXPECT_EQ(run.briks.compare(at, 13 + std::to_string(records).size(), "<block_ID>: " + std::to_string(records) + ","), 0);
+    records++;
+  }
+  for (size_t at = run.briks.find("<added_to_collection>: t,"); at != std::string::npos;
+       at = run.briks.find("<added_to_collection>: t,", at + 1)) run_stamped++;
+  EXPECT_EQ(records, 1200u);
+  EXPECT_EQ(run_stamped, 190u);
+}
+
+TEST(ImageHandlers, LimitsAndFailuresAreCleanRefusals) {
+  // An inflated image of exactly 25,000,000 bytes is kept; one of 25,005,000 is refused.
+  std::string big(25000000, '\0');
+  big[0] = 1;
+  ImageRun at_limit = run_images(image_page({{"/Width 5000/Height 5000" + kFlate, deflate_bytes(big)}}).build());
+  EXPECT_TRUE(at_limit.has("image0_0.png"));
+  big.resize(25005000);
+  ImageRun past = run_images(image_page({{"/Width 5001/Height 5000" + kFlate, deflate_bytes(big)}}).build());
+  EXPECT_EQ(past.result, 2);
+  EXPECT_FALSE(past.has("image0_0.png"));
+  // A width libpng refuses: WARNING, no file, and the next image still goes out.
+  std::string wide(6 * 1000001, '\0');
+  wide[0] = 1;
+  LogCapture log(20);
+  ImageRun png_error = run_images(image_page({{"/Width 1000001/Height 6" + kFlate, deflate_bytes(wide)},
+                                         {kWH + kFlate, deflate_bytes(kRgb)}}).build());
+  EXPECT_EQ(png_error.result, 3);
+  EXPECT_NE(log.text().find("WARNING: pdf_parser - image_handler_flate - png error - image dropped"), std::string::npos);
+  int format = -1;
+  EXPECT_EQ(png_samples(png_error.folder + "image0_0.png", &format), kRgb);  // the dropped one used no number
+  EXPECT_FALSE(png_error.has("image0_1.png"));
+  // The span limit of the encoded family, called directly.
+  LoadedDoc doc("%PDF-1.4\n");
+  std::string folder = make_temp_dir("span");
+  global_image_fp = &folder[0];
+  EXPECT_EQ(image_handler_dct(0, 10000001, 0, nullptr, nullptr, 0, 0, 1, -1), -1);
+  EXPECT_EQ(image_handler_jpx(10, 5, 0, nullptr, nullptr, 0, 0, 1), -1);
+  EXPECT_EQ(image_handler_dct(0, 10000000, 0, nullptr, nullptr, 0, 0, 1, -1), 1);
+  EXPECT_EQ(image_handler_jbig2(20, 10, 0, nullptr, nullptr, 0, 0, 1), 0);
+}
+
+TEST(NearbyText, BandsRadiusHeadersAndHeadline) {
+  struct Row {
+    const char* why;
+    int bx, by;
+    std::string text, header, headline;
+    int get_header;
+    std::string expect_text, expect_header;
+  };
+  const std::string long_text(49999, 'x'), long_headline(1000, 'h');
+  const std::vector<Row> rows = {
+      {"column band at dx 299, far below", 299, -5000, "A", "", "", 1, "A ", ""},
+      {"off both bands, radius about 424", 300, 300, "A", "", "", 1, "A ", ""},
+      {"radius about 721 is too far", 600, 400, "A", "", "", 1, "", ""},
+      {"radius exactly 700 is too far: headline instead", 420, 560, "A", "", "Head", 1, "Head", "Head"},
+      {"a text of 49999 bytes is passed over", 0, 0, long_text, "", "Head", 1, "Head", "Head"},
+      {"a headline of 1000 bytes is not taken", 600, 400, "A", "", long_headline, 1, "", ""},
+      {"headers at any distance, in text and header", 600, 400, "A", "H1", "", 1, "H1 ", "H1 "},
+      {"header option off: no header pass, headline still for the text", 600, 400, "A", "H1", "Head", 0, "Head", ""},
+  };
+  LoadedDoc doc("%PDF-1.4\n");
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.why);
+    Briks[0].coords_x = row.bx;
+    Briks[0].coords_y = row.by;
+    snprintf(Briks[0].text, sizeof Briks[0].text, "%s", row.text.c_str());
+    snprintf(Briks[0].header_text, sizeof Briks[0].header_text, "%s", row.header.c_str());
+    snprintf(global_headlines, 50000, "%s", row.headline.c_str());
+    GLOBAL_GET_HEADER_TEXT = row.get_header;
+    Briks[1].text[0] = Briks[1].header_text[0] = 0;
+    nearby_text(0, 1, 0, 0, 1);
+    EXPECT_EQ(std::string(Briks[1].text), row.expect_text);
+    EXPECT_EQ(std::string(Briks[1].header_text), row.expect_header);
+  }
+  GLOBAL_GET_HEADER_TEXT = 1;
+  snprintf(Briks[1].text, sizeof Briks[1].text, "keep");
+  EXPECT_EQ(nearby_text(GLOBAL_MAX_BRIKS, GLOBAL_MAX_BRIKS, 0, 0, 1), 0);
+  EXPECT_EQ(nearby_text(1, 0, 0, 0, 1), 0);
+  EXPECT_STREQ(Briks[1].text, "keep");
+}
+
+TEST(RealDocuments, ImagesFromOtherToolsComeOut) {
+  struct Row {
+    const char* file;
+    std::vector<const char*> images;
+  };
+  const std::vector<Row> rows = {
+      {"images_magick_flate.pdf", {"image0_0.png"}},            // 40 x 30 RGB, Flate
+      {"images_magick_jpeg.pdf", {"image0_0.jpg"}},             // grey JPEG
+      {"images_gs_dct_ccitt.pdf", {"image0_0.tiff", "image0_1.jpg"}},  // CCITT, then RGB JPEG
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.file);
+    std::string pdf = read_file(std::string(PDFBRIKS_TEST_DATA) + "/" + row.file);
+    ImageRun run = run_images(pdf);
+    for (const char* name : row.images) {
+      std::string bytes = read_file(run.folder + name);
+      ASSERT_FALSE(bytes.empty()) << name;
+      bool jpeg = std::string(name).find(".jpg") != std::string::npos;
+      if (jpeg) {
+        EXPECT_EQ(bytes.substr(0, 2), "\xFF\xD8");
+      }
+      if (jpeg || std::string(name).find(".tiff") != std::string::npos) {
+        EXPECT_NE(pdf.find(bytes.substr(0, bytes.size() - 10)), std::string::npos);  // the PDF's own bytes
+      }
+    }
+  }
+  // ImageMagick's Flate image holds the samples it was made from.
+  ImageRun run = run_images(read_file(std::string(PDFBRIKS_TEST_DATA) + "/images_magick_flate.pdf"));
+  int format = -1;
+  std::string rgb = png_samples(run.folder + "image0_0.png", &format);
+  ASSERT_EQ(rgb.size(), 40u * 30 * 3);
+  for (int y = 0; y < 30; y++) {
+    for (int x = 0; x < 40; x++) {
+      const unsigned char* px = reinterpret_cast<const unsigned char*>(&rgb[(y * 40 + x) * 3]);
+      EXPECT_EQ(px[0] * 1000000 + px[1] * 1000 + px[2], ((x * 6) & 255) * 1000000 + ((y * 8) & 255) * 1000 + ((x * y) & 255));
+    }
+  }
+}
