@@ -1,9 +1,10 @@
 """Pages per second of the folder ingest with 1 and 2 worker processes, in file mode, into SQLite and (when
 PDFBRIKS_PG_CONNINFO is set, as under scripts/with_test_servers.sh) PostgreSQL.
 
-    bash scripts/with_test_servers.sh /usr/bin/python3 bench/ingest_workers.py FOLDER [REPEATS]
+    bash scripts/with_test_servers.sh /usr/bin/python3 bench/ingest_workers.py FOLDER [REPEATS [EVERY]]
 
-Each run goes into a freshly provisioned library; prints a Markdown table (best of REPEATS)
+EVERY K takes every K-th PDF of FOLDER in name order (through links in a private folder), e.g.
+a fifth of the corpus of bench/fetch_corpus.sh. Each run goes into a freshly provisioned library; prints a Markdown table (best of REPEATS)
 with the wall time and the CPU time of the worker processes (the database server's not counted)."""
 import os
 import resource
@@ -45,7 +46,13 @@ def run(folder, kind, db, workers, work):
 def main():
     folder = sys.argv[1].rstrip("/") + "/"
     repeats = int(sys.argv[2]) if len(sys.argv) > 2 else 1
+    every = int(sys.argv[3]) if len(sys.argv) > 3 else 1
     files = list_pdfs(folder)
+    if every > 1:
+        files = files[every - 1::every]
+        folder = tempfile.mkdtemp(prefix="pdfbriks-bench-in-") + "/"
+        for p in files:
+            os.symlink(p, folder + os.path.basename(p))
     size = sum(os.path.getsize(p) for p in files)
     kinds = [("file", ""), ("sqlite", "")]
     if os.environ.get("PDFBRIKS_PG_CONNINFO"):

@@ -56,7 +56,7 @@ def add_ingest_options(ing: argparse.ArgumentParser) -> None:
     a("-l", "--log-level", type=int, default=20,
       help="log level: 9 deep debug, 10 debug, 20 info, 40 errors (default 20)")
     a("-L", "--log-file", default="",
-      help="append the library's log here (default: pdfbriks.log in the work folder)")
+      help="append the library's log here (default: pdfbriks_run.log in the work folder)")
     a("-N", "--workers", type=int, default=1, help="worker processes (default 1)")
     a("--file-timeout", type=float, default=0.0,
       help="seconds one file may take before it is stopped and recorded as failed (default "
@@ -105,7 +105,7 @@ def config_from(args) -> tuple[str, IngestConfig] | None:
         smart_edge=args.smart_edge, max_chunk_size=args.chunk, encoding=args.encoding,
         get_header_text=args.header_text, table_grid=args.grid, logger_level=args.log_level,
         debug_mode=args.debug_mode,
-        log_path=os.path.abspath(args.log_file or os.path.join(work, "pdfbriks.log")),
+        log_path=os.path.abspath(args.log_file or os.path.join(work, "pdfbriks_run.log")),
         file_timeout=args.file_timeout,
         status_interval=args.status_interval if args.status == 1 else 0)
 
