@@ -14,6 +14,7 @@ Without --scheduler a LocalCluster of one worker process per core is started for
 from __future__ import annotations
 
 import argparse
+import importlib
 import os
 import socket
 import sys
@@ -57,8 +58,11 @@ def ingest_on_cluster(client: distributed.Client, folder: str, cfg: IngestConfig
     status = StatusRow(cfg, len(paths))
     status.start()
     started = time.monotonic()
+    # the task by its module's name, also when this file runs as __main__, so that workers
+    # import it instead of receiving a pickled copy
+    task = importlib.import_module("pdfbriks.dask")._run_chunk
     # retries=0: a chunk already survives a crash per file; rerunning it would parse twice
-    futures = [client.submit(_run_chunk, chunk, cfg, pure=False, retries=0)
+    futures = [client.submit(task, chunk, cfg, pure=False, retries=0)
                for chunk in chunks]
     bar = None
     if progress and _tqdm() is not None:
