@@ -45,9 +45,9 @@ ImageRun run_images(const std::string& bytes, int image_save = 1) {
   return ImageRun{result, folder, read_file(folder + "briks.txt")};
 }
 
-std::string samples(int n, int salt = 0) {
+std::string samples(int n, int salt = 0, bool invert = false) {
   std::string s(n, '\0');
-  for (int i = 0; i < n; i++) s[i] = static_cast<char>(i * 7 + i / 3 + salt);
+  for (int i = 0; i < n; i++) s[i] = static_cast<char>((i * 7 + i / 3 + salt) ^ (invert ? 0xFF : 0));
   return s;
 }
 
@@ -97,12 +97,13 @@ std::string record_of(const std::string& briks, const std::string& file) {
   return briks.substr(begin, end - begin);
 }
 
-std::string inverted(std::string s) {
-  for (char& c : s) c = static_cast<char>(~c);
-  return s;
+int count_of(const std::string& hay, const std::string& needle) {
+  int n = 0;
+  for (size_t at = hay.find(needle); at != std::string::npos; at = hay.find(needle, at + 1)) n++;
+  return n;
 }
 
-const std::string kRgb = samples(20 * 16 * 3), kGrey = samples(20 * 16);
+const std::string kRgb = samples(20 * 16 * 3), kGrey = samples(20 * 16), kGreyInverted = samples(20 * 16, 0, true);
 const std::string kWH = "/Width 20/Height 16", kFlate = "/Filter/FlateDecode";
 
 }  // namespace
@@ -126,7 +127,7 @@ TEST(ImagePass, EachFilterGivesItsFileAndBrik) {
       {"grey by length, CR LF after stream", {kWH + kFlate, deflate_bytes(kGrey), true, "\r\n"}, 2,
        "image0_0.png", PNG_GREY, kGrey, {}, 0},
       {"grey with the CMYK mark is complemented", {kWH + "/ColorSpace/DeviceCMYK" + kFlate, deflate_bytes(kGrey)},
-       2, "image0_0.png", PNG_GREY, inverted(kGrey), {"<special_field3>: ,"}, 0},
+       2, "image0_0.png", PNG_GREY, kGreyInverted, {"<special_field3>: ,"}, 0},
       {"RGB with the CMYK mark keeps its bytes", {kWH + "/ColorSpace/DeviceCMYK" + kFlate, deflate_bytes(kRgb)},
        2, "image0_0.png", PNG_RGB, kRgb, {}, 0},
       {"four components fit no layout: 0 still counts", {kWH + kFlate, deflate_bytes(samples(1280))}, 2, "", NONE, "", {}, 0},
@@ -182,7 +183,6 @@ TEST(ImagePass, PageWithoutTextExportsUnplacedImagesWithOcrFlag) {
   ImageRun run = run_images(image_page({{kWH + kFlate, deflate_bytes(kRgb), false}}, "").build());
   EXPECT_EQ(run.result, 1);
   EXPECT_NE(record_of(run.briks, "image0_0.png").find("<table>: OCR_FLAG,"), std::string::npos);
-  EXPECT_EQ(global_text_found, 0);
 }
 
 TEST(ImagePass, FormTextAndMixedImages) {
@@ -226,15 +226,9 @@ TEST(ImagePass, FlushAtCapacityInsideTheHandler) {
   ImageRun run = run_images(w.build());
   EXPECT_EQ(run.result, 1200);
   EXPECT_TRUE(run.has("image0_1199.jpg"));
-  size_t records = 0, run_stamped = 0;
-  for (size_t at = run.briks.find("<block_ID>"); at != std::string::npos; at = run.briks.find("<block_ID>", at + 1)) {
-    EXPECT_EQ(run.briks.compare(at, 13 + std::to_string(records).size(), "<block_ID>: " + std::to_string(records) + ","), 0);
-    records++;
-  }
-  for (size_t at = run.briks.find("<added_to_collection>: t,"); at != std::string::npos;
-       at = run.briks.find("<added_to_collection>: t,", at + 1)) run_stamped++;
-  EXPECT_EQ(records, 1200u);
-  EXPECT_EQ(run_stamped, 190u);
+  EXPECT_EQ(count_of(run.briks, "<END_BLOCK>"), 1200);
+  EXPECT_NE(run.briks.find("<block_ID>: 1199,"), std::string::npos);
+  EXPECT_EQ(count_of(run.briks, "<added_to_collection>: t,"), 190);
 }
 
 TEST(ImageHandlers, LimitsAndFailuresAreCleanRefusals) {
@@ -309,40 +303,29 @@ TEST(NearbyText, BandsRadiusHeadersAndHeadline) {
 }
 
 TEST(RealDocuments, ImagesFromOtherToolsComeOut) {
-  struct Row {
-    const char* file;
-    std::vector<const char*> images;
-  };
-  const std::vector<Row> rows = {
-      {"images_magick_flate.pdf", {"image0_0.png"}},            // 40 x 30 RGB, Flate
-      {"images_magick_jpeg.pdf", {"image0_0.jpg"}},             // grey JPEG
+  const std::vector<std::pair<const char*, std::vector<const char*>>> rows = {
+      {"images_magick_flate.pdf", {"image0_0.png"}},                   // 40 x 30 RGB, Flate
+      {"images_magick_jpeg.pdf", {"image0_0.jpg"}},                    // grey JPEG
       {"images_gs_dct_ccitt.pdf", {"image0_0.tiff", "image0_1.jpg"}},  // CCITT, then RGB JPEG
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.file);
-    std::string pdf = read_file(std::string(PDFBRIKS_TEST_DATA) + "/" + row.file);
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.first);
+    std::string pdf = read_file(std::string(PDFBRIKS_TEST_DATA) + "/" + row.first);
     ImageRun run = run_images(pdf);
-    for (const char* name : row.images) {
+    for (std::string name : row.second) {
       std::string bytes = read_file(run.folder + name);
-      ASSERT_FALSE(bytes.empty()) << name;
-      bool jpeg = std::string(name).find(".jpg") != std::string::npos;
-      if (jpeg) {
-        EXPECT_EQ(bytes.substr(0, 2), "\xFF\xD8");
-      }
-      if (jpeg || std::string(name).find(".tiff") != std::string::npos) {
-        EXPECT_NE(pdf.find(bytes.substr(0, bytes.size() - 10)), std::string::npos);  // the PDF's own bytes
-      }
+      ASSERT_GT(bytes.size(), 10u) << name;
+      if (name.find(".png") != std::string::npos) continue;
+      EXPECT_NE(pdf.find(bytes.substr(0, bytes.size() - 10)), std::string::npos);  // the PDF's own bytes
+      EXPECT_TRUE(name.find(".jpg") == std::string::npos || bytes.compare(0, 2, "\xFF\xD8") == 0) << name;
     }
   }
   // ImageMagick's Flate image holds the samples it was made from.
   ImageRun run = run_images(read_file(std::string(PDFBRIKS_TEST_DATA) + "/images_magick_flate.pdf"));
-  int format = -1;
-  std::string rgb = png_samples(run.folder + "image0_0.png", &format);
-  ASSERT_EQ(rgb.size(), 40u * 30 * 3);
+  std::string expect;
   for (int y = 0; y < 30; y++) {
-    for (int x = 0; x < 40; x++) {
-      const unsigned char* px = reinterpret_cast<const unsigned char*>(&rgb[(y * 40 + x) * 3]);
-      EXPECT_EQ(px[0] * 1000000 + px[1] * 1000 + px[2], ((x * 6) & 255) * 1000000 + ((y * 8) & 255) * 1000 + ((x * y) & 255));
-    }
+    for (int x = 0; x < 40; x++) expect += {char(x * 6), char(y * 8), char(x * y)};
   }
+  int format = -1;
+  EXPECT_EQ(png_samples(run.folder + "image0_0.png", &format), expect);
 }

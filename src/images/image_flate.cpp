@@ -26,8 +26,6 @@ static void png_error_to_jump(png_structp png, png_const_charp message) {
   png_longjmp(png, 1);
 }
 
-static void png_warning_ignored(png_structp, png_const_charp) {}
-
 // Writes `height` rows of `width` samples (3 bytes each for RGB) from `data` as a PNG at `path`;
 // grey samples are complemented when `invert`. Returns 1, or 0 after a libpng error or a failed
 // open (logged; the partial file is removed).
@@ -38,8 +36,7 @@ static int write_png(const char* path, const char* name, const unsigned char* da
     log_at(39, "WARNING: pdf_parser - image_handler_flate - can not open image file - %s \n", path);
     return 0;
   }
-  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, png_error_to_jump,
-                                            png_warning_ignored);
+  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, png_error_to_jump, nullptr);
   png_infop info = png != nullptr ? png_create_info_struct(png) : nullptr;
   size_t row_bytes = static_cast<size_t>(width) * (kind == KIND_RGB ? 3 : 1);
   unsigned char* row = static_cast<unsigned char*>(malloc(row_bytes));
