@@ -169,27 +169,6 @@ TEST(BatchNumbers, FromUniqueDocNum) {
   }
 }
 
-// unique_doc_num below 0 takes numbers from the library row; a failed file uses one too.
-TEST(BatchNumbers, PulledFromTheLibraryRow) {
-  std::string in = make_input("pull", {{"a.pdf", good_pdf("alpha")}, {"bad.pdf", kNoCatalog},
-                                       {"c.pdf", good_pdf("gamma")}});
-  BatchRun r;
-  r.db_kind = "sqlite";
-  r.db_uri = make_sqlite_db(in + "../", "lib");
-  r.unique_doc_num = -1;
-  std::string log;
-  run3(in, r, &log);
-  EXPECT_EQ(rows(r.db_uri, "SELECT unique_doc_id FROM library WHERE library_name = 'lib'"),
-            std::vector<std::string>{"3"});
-  std::map<std::string, int> ids = doc_ids(in + "../briks.txt");
-  std::vector<std::string> order = processed(log);
-  for (size_t i = 0; i < order.size(); i++) {
-    if (order[i] != "bad.pdf") {
-      EXPECT_EQ(ids.at(order[i]), static_cast<int>(i) + 1) << order[i];
-    }
-  }
-}
-
 // Status updates start above 20 files, every `interval` files from index 0; the run ends with
 // "Completed"; an interval of 0 gives one warning and no periodic update.
 TEST(BatchStatus, TwentyAndTwentyOneFiles) {
