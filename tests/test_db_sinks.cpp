@@ -61,8 +61,6 @@ class DbSink : public ::testing::TestWithParam<Backend> {
   DbValue number(long long n) const { return backend() == Backend::mongo ? db_int64(n) : db_int(n); }
 };
 
-std::string backend_label(const ::testing::TestParamInfo<Backend>& info) { return backend_name(info.param); }
-
 // ---- the 28 values of a text, a table and a CMYK image brik, in order, with their types ----
 TEST_P(DbSink, StoresAllFieldsInOrderWithTypes) {
   set_brik(0, "text", "Hello world", "Head", -3);
@@ -167,34 +165,38 @@ TEST_P(DbSink, FlushesPastOneBatchKeepIds) {
   }
 }
 
-// ---- one refused row in a batch leaves its neighbours stored ----
-TEST_P(DbSink, RefusedRowLeavesNeighbours) {
-  set_brik(0, "text", "first");
-  set_brik(1, "text", "bad", "Head", 0, "\xFF\xFE", "x'y.png");  // bad UTF-8 for the server, a quote for SQLite
-  set_brik(2, "text", "third");
+// ---- refused rows in a batch leave their neighbours stored ----
+TEST_P(DbSink, RefusedRowsLeaveNeighbours) {
+  for (int k = 0; k < 5; k++) set_brik(k, "text", ("row " + std::to_string(k)).c_str());
+  for (int k : {1, 3}) set_brik(k, "text", "bad", "Head", 0, "\xFF\xFE", "x'y.png");  // bad UTF-8; a quote for SQLite
   LogCapture log(20);
   testing::internal::CaptureStderr();
-  write(3, 10);
+  write(5, 10);
   std::string err = testing::internal::GetCapturedStderr();
   std::vector<DbRow> got = rows();
   if (backend() == Backend::mongo) {
     // The wire peer keeps an unreadable message in its input and fails everything after it on
     // that connection (a server answers and goes on), so only the rows before are checked here.
     ASSERT_GE(got.size(), 1u);
-    EXPECT_EQ(text_of(got[0]), "first");
+    EXPECT_EQ(text_of(got[0]), "row 0");
     EXPECT_NE(find(err, "Invalid UTF-8"), -1) << err;
     EXPECT_EQ(log.text(), "");  // MongoDB failures go to standard error only
     return;
   }
-  ASSERT_EQ(got.size(), 2u);
-  EXPECT_EQ(field(got[0], "block_ID").number, 10);
-  EXPECT_EQ(field(got[1], "block_ID").number, 12);
-  EXPECT_EQ(text_of(got[1]), "third");
-  if (backend() == Backend::postgres) {
-    EXPECT_NE(find(log.text(), "WARNING: pdf_parser - write_to_pg - error writing block - 12 - "), -1);  // the next id
+  ASSERT_EQ(got.size(), 3u);
+  for (int k = 0; k < 3; k++) {
+    EXPECT_EQ(field(got[k], "block_ID").number, 10 + 2 * k);
+    EXPECT_EQ(text_of(got[k]), "row " + std::to_string(2 * k));
+  }
+  std::string text = log.text();
+  if (backend() == Backend::postgres) {  // each names the next brik's id, in row order
+    int first = find(text, "WARNING: pdf_parser - write_to_pg - error writing block - 12 - ERROR:  invalid byte");
+    EXPECT_NE(first, -1) << text;
+    EXPECT_GT(find(text, "WARNING: pdf_parser - write_to_pg - error writing block - 14 - "), first);
   } else {
-    EXPECT_NE(find(log.text(), "WARNING: pdf_parser - write_to_db_sqlite - exec error: statement refused before "
-                               "sending - a single quote in external_files"), -1);
+    std::string line = "WARNING: pdf_parser - write_to_db_sqlite - exec error: statement refused before "
+                       "sending - a single quote in external_files, which is written unescaped\n";
+    EXPECT_EQ(text, line + line);
   }
 }
 
@@ -243,46 +245,36 @@ TEST_P(DbSink, HostileTableNameRefusesEveryRow) {
 
 // ---- connections that fail, a database that does not open, and the dispatcher's exact names ----
 TEST_P(DbSink, FailedConnectionsAndUnknownNames) {
+  struct Case { Backend backend; const char* uri; int brik_id, result; const char* log, *err; };
+  const Case cases[] = {
+      {Backend::postgres, "host=127.0.0.1 port=1 user=x dbname=x connect_timeout=2", 5, 0,
+       "WARNING: pdf_parser - write_to_pg - connection failed - host=127.0.0.1 port=1 user=x dbname=x "
+       "connect_timeout=2 \nWARNING: pdf_parser - write_to_pg - error writing block - 6 - ", ""},
+      {Backend::sqlite, "/nonexistent/folder/briks.db", 5, 0,
+       "WARNING: pdf_parser - write_to_sqlite - can not open database: unable to open database file\n", ""},
+      {Backend::mongo, "notmongo://x", 5000, 1, "", "failed to parse URI: notmongo://x\nerror message:       "},
+      {Backend::mongo, "mongodb://127.0.0.1:1/?serverSelectionTimeoutMS=100", 5, 7, "", "No suitable servers"}};
   set_brik(0, "text", "one");
   set_brik(1, "text", "two");
-  std::string saved = place.uri;
-  LogCapture log(20);
-  testing::internal::CaptureStderr();
-  if (backend() == Backend::postgres) {
-    place.uri = "host=127.0.0.1 port=1 user=x dbname=x connect_timeout=2";
-    place.use();
-    EXPECT_EQ(write(2, 5), 0);
-    EXPECT_NE(find(log.text(), "WARNING: pdf_parser - write_to_pg - connection failed - " + place.uri + " \n"), -1);
-    EXPECT_NE(find(log.text(), "error writing block - 6 - "), -1);
-    EXPECT_NE(find(log.text(), "error writing block - 7 - "), -1);
-  } else if (backend() == Backend::sqlite) {
-    place.uri = "/nonexistent/folder/briks.db";
-    place.use();
-    EXPECT_EQ(write(2, 5), 0);
-    EXPECT_EQ(log.text(), "WARNING: pdf_parser - write_to_sqlite - can not open database: unable to open database file\n");
-  } else {
-    place.uri = "notmongo://x";
-    place.use();
-    EXPECT_EQ(write(2, 5000), 1);
-    place.uri = "mongodb://127.0.0.1:1/?serverSelectionTimeoutMS=100";
-    place.use();
-    EXPECT_EQ(write(2, 5), 7);
+  for (const Case& c : cases) {
+    if (c.backend != backend()) continue;
+    LogCapture log(20);
+    testing::internal::CaptureStderr();
+    global_db_uri_string = const_cast<char*>(c.uri);
+    EXPECT_EQ(write(2, c.brik_id), c.result) << c.uri;
+    std::string err = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(log.text().rfind(c.log, 0), 0u) << log.text();
+    EXPECT_NE(find(err, c.err), -1) << err;
   }
-  std::string err = testing::internal::GetCapturedStderr();
-  if (backend() == Backend::mongo) {
-    EXPECT_EQ(err.rfind("failed to parse URI: notmongo://x\nerror message:       ", 0), 0u) << err;
-    EXPECT_GE(std::count(err.begin(), err.end(), '\n'), 4);  // two lines, then one per failed insert
-  }
-  place.uri = saved;
   place.use();
-  char wrong[] = "Postgres";  // the names match exactly or not at all
-  global_db = backend() == Backend::postgres ? wrong : const_cast<char*>("sqlite ");
+  global_db = const_cast<char*>(backend() == Backend::postgres ? "Postgres" : "sqlite ");  // exact names only
   EXPECT_EQ(write(2, 5), 0);
   place.use();
   EXPECT_EQ(write(0, 9), backend() == Backend::mongo ? 9 : 0);  // an empty batch
   EXPECT_EQ(rows().size(), 0u);
 }
 
-INSTANTIATE_TEST_SUITE_P(Backends, DbSink, ::testing::ValuesIn(ALL_BACKENDS), backend_label);
+INSTANTIATE_TEST_SUITE_P(Backends, DbSink, ::testing::ValuesIn(ALL_BACKENDS),
+                         [](const ::testing::TestParamInfo<Backend>& info) { return backend_name(info.param); });
 
 }  // namespace

@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
+#include <vector>
 
 #include "output/db_guard.h"
 #include "output/db_text.h"
@@ -26,6 +28,140 @@ static const char PG_COLUMNS[] =
 static const char PG_VALUES[] =
     " VALUES ($1, $2, $3, $4, $5, $6, $7, $8, $9, $10, $11, $12, $13, $14, $15, $16, $17, $18, "
     "$19, $20, $21, $22, $23, $24, $25, $26, $27, $28);";
+
+// The 28 parameters of Briks[i] with the running id `id`, in column order. `numbers` holds the
+// seven decimal texts; `scratch` the prepared text.
+static void fill_params(int i, int id, int doc_id, const char* stamp, const char* scratch,
+                        char numbers[7][NUMBER_SIZE], const char* params[PG_PARAMS]) {
+  BrikRecord* brik = &Briks[i];
+  snprintf(numbers[0], NUMBER_SIZE, "%d", id);
+  snprintf(numbers[1], NUMBER_SIZE, "%d", doc_id);
+  snprintf(numbers[2], NUMBER_SIZE, "%d", brik->master_index + 1);
+  snprintf(numbers[3], NUMBER_SIZE, "%d", brik->coords_x);
+  snprintf(numbers[4], NUMBER_SIZE, "%d", brik->coords_y);
+  snprintf(numbers[5], NUMBER_SIZE, "%d", brik->coords_cx);
+  snprintf(numbers[6], NUMBER_SIZE, "%d", brik->coords_cy);
+  const char* values[PG_PARAMS] = {
+      numbers[0], numbers[1], brik->content_type, "pdf", numbers[2], "0", numbers[3], numbers[4],
+      numbers[5], numbers[6], my_doc.author, stamp, my_doc.file_name, brik->table,
+      my_doc.modified_date, my_doc.created_date, my_doc.creator_tool, brik->external_files, scratch,
+      brik->header_text, scratch, "", "", "", "cmyk_flag", "false", "false", "{}"};
+  memcpy(params, values, sizeof values);
+}
+
+static const char PG_REMEDIATION[] =
+    "DEBUG: pdf_parser - write_to_pg - fails bson validation - remediating before inserting into db.\n";
+
+// Reads the results of one command sent in pipeline mode. Result: its status; the error text of a
+// failed command goes to `error`.
+static ExecStatusType take_result(PGconn* conn, std::string* error) {
+  PGresult* result = PQgetResult(conn);
+  ExecStatusType status = result != nullptr ? PQresultStatus(result) : PGRES_FATAL_ERROR;
+  if (status == PGRES_FATAL_ERROR && error != nullptr) *error = PQresultErrorMessage(result);
+  PQclear(result);
+  if (status != PGRES_PIPELINE_SYNC) {
+    while ((result = PQgetResult(conn)) != nullptr) PQclear(result);  // the command's end
+  }
+  return status;
+}
+
+static void send_command(PGconn* conn, const char* command) {
+  PQsendQueryParams(conn, command, 0, nullptr, nullptr, nullptr, nullptr, 0);
+}
+
+// The rows of one call sent without waiting for each answer: BEGIN, every insert, COMMIT, then
+// the answers. A row the server refuses aborts that transaction, which is rolled back; the rows
+// before it are sent again in a transaction of their own and the batch goes on behind it, so
+// every row ends stored or refused with its own error, as committed by itself. A transaction
+// that ends in some other way hands the rows not yet stored to one-by-one inserts. The warnings
+// are logged afterwards in row order; only used when no line below limit 39 would be logged.
+static void write_rows_pipelined(PGconn* conn, const char* statement, int start, int stop, int doc_id,
+                                 int brik_id, const char* stamp, char* scratch) {
+  const int n = stop - start;
+  enum { PENDING, STORED, REFUSED };
+  std::vector<char> state(n, PENDING), prepared(n, 0);
+  std::vector<std::string> errors(n);
+  char numbers[7][NUMBER_SIZE];
+  const char* params[PG_PARAMS];
+  auto text_of = [&](int k) {
+    if (prepared[k]) {
+      db_prepare_text_again(start + k, scratch);
+    } else {
+      db_prepare_text(start + k, scratch, DB_INVALID_HEADER_ALWAYS, PG_REMEDIATION);
+      prepared[k] = 1;
+    }
+  };
+  bool pipeline_ok = PQenterPipelineMode(conn) == 1;
+  int pos = 0, end = n;
+  while (pipeline_ok && pos < n) {
+    // ---- send: BEGIN, the pending rows of [pos, end), COMMIT, sync ----
+    std::vector<int> sent;
+    send_command(conn, "BEGIN");
+    for (int k = pos; k < end; k++) {
+      if (state[k] != PENDING) continue;
+      text_of(k);
+      fill_params(start + k, brik_id + k, doc_id, stamp, scratch, numbers, params);
+      PQsendQueryParams(conn, statement, PG_PARAMS, nullptr, params, nullptr, nullptr, 0);
+      sent.push_back(k);
+    }
+    send_command(conn, "COMMIT");
+    PQpipelineSync(conn);
+    // ---- answers ----
+    bool begun = take_result(conn, nullptr) == PGRES_COMMAND_OK;
+    int refused = -1;
+    for (int k : sent) {
+      std::string error;
+      ExecStatusType status = take_result(conn, &error);
+      if (status == PGRES_FATAL_ERROR && refused < 0) {
+        refused = k;
+        errors[k] = error;
+      }
+    }
+    bool committed = take_result(conn, nullptr) == PGRES_COMMAND_OK;
+    take_result(conn, nullptr);  // the sync
+    if (PQtransactionStatus(conn) == PQTRANS_INERROR || PQtransactionStatus(conn) == PQTRANS_INTRANS) {
+      send_command(conn, "ROLLBACK");
+      PQpipelineSync(conn);
+      take_result(conn, nullptr);
+      take_result(conn, nullptr);
+    }
+    if (begun && refused < 0 && committed) {
+      for (int k : sent) state[k] = STORED;
+      pos = end;
+      end = n;
+    } else if (begun && refused >= 0 && PQstatus(conn) == CONNECTION_OK) {
+      state[refused] = REFUSED;
+      bool before = false;
+      for (int k = pos; k < refused; k++) before = before || state[k] == PENDING;
+      if (before) {
+        end = refused;  // the rows before it first, on their own
+      } else {
+        pos = refused + 1;
+        end = n;
+      }
+    } else {
+      pipeline_ok = false;
+    }
+  }
+  PQexitPipelineMode(conn);
+  // ---- whatever is still pending goes one row at a time ----
+  for (int k = 0; k < n; k++) {
+    if (state[k] != PENDING) continue;
+    text_of(k);
+    fill_params(start + k, brik_id + k, doc_id, stamp, scratch, numbers, params);
+    PGresult* result = PQexecParams(conn, statement, PG_PARAMS, nullptr, params, nullptr, nullptr, 0);
+    state[k] = PQresultStatus(result) == PGRES_COMMAND_OK ? STORED : REFUSED;
+    errors[k] = PQresultErrorMessage(result);
+    PQclear(result);
+  }
+  // Intended: a refused row names the next brik's id, as in the one-by-one inserts.
+  for (int k = 0; k < n; k++) {
+    if (state[k] == REFUSED) {
+      log_at(39, "WARNING: pdf_parser - write_to_pg - error writing block - %d - %s \n", brik_id + k + 1,
+             errors[k].c_str());
+    }
+  }
+}
 
 extern "C" {
 
@@ -48,28 +184,21 @@ int write_to_pg(int start, int stop, char* account_name, char* library_name, int
   const char* table_name = library_name != nullptr ? library_name : "";
   const char* stamp = time_stamp != nullptr ? time_stamp : "";
   const char* refusal = db_refusal_reason(table_name, nullptr, 0);
-  // ---- 5. one insert per brik ----
+  // The statement text is the same for every brik of a call, so it is built once.
+  snprintf(statement, STATEMENT_SIZE, "INSERT INTO %s%s%s", table_name, PG_COLUMNS, PG_VALUES);
+  // ---- 5. one insert per brik; pipelined when the log shows warnings only ----
+  if (refusal == nullptr && PQstatus(conn) == CONNECTION_OK && !log_enabled(10) && stop - start > 1) {
+    write_rows_pipelined(conn, statement, start, stop, doc_id, brik_id, stamp, scratch);
+    start = stop;
+  }
   for (int i = start; i < stop; i++) {
     BrikRecord* brik = &Briks[i];
     // Intended: the flag is worked out and then not sent; the SQL sinks store "cmyk_flag".
-    db_prepare_text(i, scratch, DB_INVALID_HEADER_ALWAYS,
-                    "DEBUG: pdf_parser - write_to_pg - fails bson validation - remediating before inserting into db.\n");
+    db_prepare_text(i, scratch, DB_INVALID_HEADER_ALWAYS, PG_REMEDIATION);
     log_at(9, "DEBUG: writing to db: %s \n", brik->text);
-    snprintf(statement, STATEMENT_SIZE, "INSERT INTO %s%s%s", table_name, PG_COLUMNS, PG_VALUES);
-    char id_text[NUMBER_SIZE], doc_text[NUMBER_SIZE], page_text[NUMBER_SIZE];
-    char x_text[NUMBER_SIZE], y_text[NUMBER_SIZE], cx_text[NUMBER_SIZE], cy_text[NUMBER_SIZE];
-    snprintf(id_text, NUMBER_SIZE, "%d", brik_id);
-    snprintf(doc_text, NUMBER_SIZE, "%d", doc_id);
-    snprintf(page_text, NUMBER_SIZE, "%d", brik->master_index + 1);
-    snprintf(x_text, NUMBER_SIZE, "%d", brik->coords_x);
-    snprintf(y_text, NUMBER_SIZE, "%d", brik->coords_y);
-    snprintf(cx_text, NUMBER_SIZE, "%d", brik->coords_cx);
-    snprintf(cy_text, NUMBER_SIZE, "%d", brik->coords_cy);
-    const char* params[PG_PARAMS] = {
-        id_text, doc_text, brik->content_type, "pdf", page_text, "0", x_text, y_text, cx_text,
-        cy_text, my_doc.author, stamp, my_doc.file_name, brik->table, my_doc.modified_date,
-        my_doc.created_date, my_doc.creator_tool, brik->external_files, scratch,
-        brik->header_text, scratch, "", "", "", "cmyk_flag", "false", "false", "{}"};
+    char numbers[7][NUMBER_SIZE];
+    const char* params[PG_PARAMS];
+    fill_params(i, brik_id, doc_id, stamp, scratch, numbers, params);
     PGresult* result = nullptr;
     if (refusal == nullptr) {
       result = PQexecParams(conn, statement, PG_PARAMS, nullptr, params, nullptr, nullptr, 0);

@@ -37,9 +37,10 @@ static size_t remediate_into(char* dst, size_t n, size_t size, const char* src) 
   return n;
 }
 
-extern "C" {
-
-const char* db_prepare_text(int i, char* scratch, int invalid_header_rule, const char* remediation_line) {
+// With `apply` 0 nothing is logged and header_text is left alone: the text of a brik that was
+// prepared before, made again for a second sending.
+static const char* prepare(int i, char* scratch, int invalid_header_rule, const char* remediation_line,
+                           int apply) {
   BrikRecord* brik = &Briks[i];
   // ---- 1. to 3. the brik's text, remediated when it is not valid UTF-8 ----
   size_t n = 0;
@@ -47,7 +48,7 @@ const char* db_prepare_text(int i, char* scratch, int invalid_header_rule, const
   if (is_valid_utf8(brik->text)) {
     n = append_bytes(scratch, 0, DB_SCRATCH_SIZE, brik->text, strlen(brik->text));
   } else {
-    log_at(10, "%s", remediation_line);
+    if (apply) log_at(10, "%s", remediation_line);
     n = remediate_into(scratch, 0, DB_SCRATCH_SIZE, brik->text);
   }
   // ---- 4. a short image brik takes the headlines ----
@@ -58,7 +59,7 @@ const char* db_prepare_text(int i, char* scratch, int invalid_header_rule, const
     if (is_valid_utf8(headlines)) {
       n = append_bytes(scratch, n, DB_SCRATCH_SIZE, " ", 1);
       n = append_bytes(scratch, n, DB_SCRATCH_SIZE, headlines, strlen(headlines));
-      if (h < static_cast<size_t>(DB_SHORT_IMAGE_HEADER) && GLOBAL_GET_HEADER_TEXT == 1) {
+      if (apply && h < static_cast<size_t>(DB_SHORT_IMAGE_HEADER) && GLOBAL_GET_HEADER_TEXT == 1) {
         h = append_bytes(brik->header_text, h, HEADER_TEXT_SIZE, " ", 1);
         append_bytes(brik->header_text, h, HEADER_TEXT_SIZE, headlines, strlen(headlines));
       }
@@ -66,13 +67,23 @@ const char* db_prepare_text(int i, char* scratch, int invalid_header_rule, const
       // Intended: no blank before the kept bytes, and no length test on the header; PostgreSQL
       // even ignores GLOBAL_GET_HEADER_TEXT here.
       n = remediate_into(scratch, n, DB_SCRATCH_SIZE, headlines);
-      if (invalid_header_rule == DB_INVALID_HEADER_ALWAYS || GLOBAL_GET_HEADER_TEXT == 1) {
+      if (apply && (invalid_header_rule == DB_INVALID_HEADER_ALWAYS || GLOBAL_GET_HEADER_TEXT == 1)) {
         remediate_into(brik->header_text, h, HEADER_TEXT_SIZE, headlines);
       }
     }
   }
   // ---- 5. the CMYK mark of image briks ----
   return is_image && brik->sub_index == -3 ? "CMYK_FLAG" : "";
+}
+
+extern "C" {
+
+const char* db_prepare_text(int i, char* scratch, int invalid_header_rule, const char* remediation_line) {
+  return prepare(i, scratch, invalid_header_rule, remediation_line, 1);
+}
+
+void db_prepare_text_again(int i, char* scratch) {
+  prepare(i, scratch, DB_INVALID_HEADER_IF_ON, "", 0);
 }
 
 }  // extern "C"

@@ -18,4 +18,8 @@ constexpr int DB_INVALID_HEADER_IF_ON = 0;    // SQLite, MongoDB: only when GLOB
 // text is not valid UTF-8. Result: the CMYK flag text, "CMYK_FLAG" or "".
 const char* db_prepare_text(int i, char* scratch, int invalid_header_rule, const char* remediation_line);
 
+// The same prepared text of a brik already prepared, for sending it again: nothing is logged and
+// header_text is not touched (the prepared text does not depend on it).
+void db_prepare_text_again(int i, char* scratch);
+
 }  // extern "C"
