@@ -143,6 +143,23 @@ TEST(BatchScan, NameTest) {
                      "INFO: pdf_parser - total input files received - 3 \n"), std::string::npos);
 }
 
+// Past the capacity of files, or past the length of one entry, a file is left out and named.
+TEST(BatchScan, CapacityAndLongPaths) {
+  std::string doc = good_pdf("hello");
+  std::string in = make_input("cap", {{"a.pdf", doc}, {"b.pdf", doc}, {"c.pdf", doc}});
+  int saved = GLOBAL_MAX_INPUT_FILES;
+  GLOBAL_MAX_INPUT_FILES = 2;
+  std::string log;
+  run3(in, BatchRun(), &log);
+  GLOBAL_MAX_INPUT_FILES = saved;
+  EXPECT_EQ(processed(log).size(), 2u);
+  EXPECT_EQ(count(log, "too many input files - exceeded GLOBAL_MAX_INPUT_FILES = 2 - left out - "), 1);
+  in = make_input("long_paths_are_left_out_of_runs", {{"a.pdf", doc}, {std::string(250, 'x') + ".pdf", doc}});
+  run3(in, BatchRun(), &log);
+  EXPECT_EQ(processed(log), std::vector<std::string>{"a.pdf"});
+  EXPECT_EQ(count(log, "WARNING: pdf_parser - input file path too long - left out - " + in + "xxx"), 1);
+}
+
 // Numbers run from unique_doc_num by finished documents, so the file after a failed one gets
 // the failed one's number; 0 gives 1000000 first, then 1.
 TEST(BatchNumbers, FromUniqueDocNum) {
@@ -166,27 +183,6 @@ TEST(BatchNumbers, FromUniqueDocNum) {
       if (name != "bad.pdf") got.push_back(ids.at(name));
     }
     EXPECT_EQ(got, row.expected) << row.unique_doc_num << " failure " << row.with_failure;
-  }
-}
-
-// unique_doc_num below 0 takes numbers from the library row; a failed file uses one too.
-TEST(BatchNumbers, PulledFromTheLibraryRow) {
-  std::string in = make_input("pull", {{"a.pdf", good_pdf("alpha")}, {"bad.pdf", kNoCatalog},
-                                       {"c.pdf", good_pdf("gamma")}});
-  BatchRun r;
-  r.db_kind = "sqlite";
-  r.db_uri = make_sqlite_db(in + "../", "lib");
-  r.unique_doc_num = -1;
-  std::string log;
-  run3(in, r, &log);
-  EXPECT_EQ(rows(r.db_uri, "SELECT unique_doc_id FROM library WHERE library_name = 'lib'"),
-            std::vector<std::string>{"3"});
-  std::map<std::string, int> ids = doc_ids(in + "../briks.txt");
-  std::vector<std::string> order = processed(log);
-  for (size_t i = 0; i < order.size(); i++) {
-    if (order[i] != "bad.pdf") {
-      EXPECT_EQ(ids.at(order[i]), static_cast<int>(i) + 1) << order[i];
-    }
   }
 }
 

@@ -138,3 +138,30 @@ TEST(BookkeepingMongo, UnknownLibraryAndQuotes) {
                         text("ENCRYPTED"), text("yes"), text("fail"), text("now"));
   EXPECT_EQ(str(place.rows("parser_events").at(0), "file_name"), "/in/it's.pdf");
 }
+
+// Level 1 always writes to MongoDB and registers no events; level 2 takes the kind and does.
+TEST(BatchLevels, OneIntoMongoTwoIntoSqlite) {
+  for (Backend backend : {Backend::mongo, Backend::sqlite}) {
+    DbPlace place(backend, "lib");
+    if (!place.skip().empty()) continue;
+    provision_bookkeeping(place, "lib");
+    std::string work = make_temp_dir("levels12");
+    std::string in = work + "in/";
+    mkdir(in.c_str(), 0755);
+    write_file(in + "a.pdf", simple_text_pdf({text_lines_content({"alpha"})}).build());
+    write_file(in + "b.pdf", "%PDF-1.7\n1 0 obj\n<< >>\nendobj\n");
+    testing::internal::CaptureStdout();
+    if (backend == Backend::mongo) {
+      add_pdf_main_dorvane(place.account.c_str(), "lib", in.c_str(), place.uri.c_str(), work.c_str(),
+                           0, -1, 1, "b.txt", 400, 5, "", "");
+    } else {
+      add_pdf_main_dorvane_config(place.account.c_str(), "lib", in.c_str(), "sqlite", place.uri.c_str(),
+                                  "db", "", "", work.c_str(), 0, -1, 1, "b.txt", 400, 5, 0, 10, "j2");
+    }
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(num(place.rows("library").at(0), "documents"), 1);
+    EXPECT_EQ(num(place.rows("lib").at(0), "doc_ID"), 5);
+    EXPECT_EQ(str(place.rows("status").at(0), "key"), backend == Backend::mongo ? "lib_pdf_parser_0" : "lib_pdf_parser_j2");
+    EXPECT_EQ(place.rows("parser_events").size(), backend == Backend::mongo ? 0u : 1u);
+  }
+}
