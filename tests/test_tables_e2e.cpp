@@ -120,9 +120,10 @@ TEST(TablesEndToEnd, ProseAndTableOptions) {
   for (auto& r : rows) {
     auto tables = one_page(page(number_grid(8, r.cols)), r.strategy, r.marks);
     ASSERT_EQ(tables.size(), r.table ? 1u : 0u) << r.why;
-    if (r.table)
+    if (r.table) {
       EXPECT_NE(find(tables[0].table, r.marks ? "<th> <A1> 1000.50 </th>" : "\r\n1000.501001.511002.521003.531004.54\r\n"),
                 -1) << r.why << tables[0].table;
+    }
   }
 }
 
