@@ -68,6 +68,12 @@ class TableGrid : public ::testing::Test {
   }
   void newest() { close("newest", 100, 10); }  // the newest row, which the test always leaves out
   std::string table() { return Briks[global_brik_counter - 1].table; }
+  // One written row with marks: row number `r`, the cells' texts in columns A, B, ...
+  static std::string marks(int r, const std::vector<std::string>& cells) {
+    std::string s = " <tr>";
+    for (size_t c = 0; c < cells.size(); c++) s += " <th> <" + std::string(1, 'A' + c) + std::to_string(r) + "> " + cells[c] + " </th>";
+    return s + "  </tr> ";
+  }
 
   std::vector<char> cell_buf_, core_buf_, out_buf_, head_buf_;
   std::unique_ptr<LoadedDoc> doc_;
@@ -76,21 +82,13 @@ class TableGrid : public ::testing::Test {
 
 // ---- capture ----
 
-TEST_F(TableGrid, FirstCellOpensRowOneTruncated) {
-  EXPECT_EQ(close("12.5", 100.7f, 700.6f), 1);
-  EXPECT_EQ(grid_row, 1);
-  EXPECT_EQ(row_y[1], 700);
-  EXPECT_STREQ(grid_cells[1][0].text, "12.5");
-  EXPECT_EQ(grid_cells[1][0].x, 100);
-  EXPECT_EQ(cells_total, 1);
-  EXPECT_STREQ(cell_text, "");
-  EXPECT_EQ(cell_ready, 0);
-}
-
 TEST_F(TableGrid, RowsJoinWithinTwoUnitsOfTheTruncatedY) {
   struct { float y2; bool joins; const char* why; } rows[] = {
       {701.9f, true, "1.9 above the row's 700"}, {698.1f, true, "1.9 below"}, {702.0f, false, "exactly 2 is apart"},
       {698.0f, false, "exactly 2 below"}, {702.5f, false, "1.6 from the first y but 2.5 from its truncation 700"}};
+  EXPECT_EQ(close("12.5", 100.7f, 700.6f), 1) << "the first cell opens row 1";
+  EXPECT_EQ(std::string(grid_cells[1][0].text) + " " + std::to_string(grid_cells[1][0].x) + " " + std::to_string(row_y[1]) +
+            std::to_string(cells_total) + cell_text + std::to_string(cell_ready), "12.5 100 70010") << "truncated";
   for (auto& r : rows) {
     reset();
     close("a", 100, 700.9f);
@@ -225,8 +223,7 @@ TEST_F(TableGrid, FullRowsWithAndWithoutMarks) {
   newest();
   ASSERT_EQ(table_reconstruct(2, 4), 1);
   std::string t = table();
-  std::string row1 = " <tr> <th> <A1> 12345 </th> <th> <B1> 12345 </th> <th> <C1> 12345 </th> "
-                     "<th> <D1> 12345 </th> <th> <E1> 12345 </th>  </tr> ";
+  std::string row1 = marks(1, std::vector<std::string>(5, "12345"));
   EXPECT_EQ(t.substr(0, 13 + row1.size()), " <tr>  </tr> " + row1) << "row 0 is an empty short row";
   EXPECT_EQ(t.size(), 13 + 5 * row1.size() + 12);
   EXPECT_EQ(t.substr(t.size() - 19), " </tr>  </th> </tr>");
@@ -242,22 +239,17 @@ TEST_F(TableGrid, FullRowsWithAndWithoutMarks) {
 // Five full rows (columns end at 100, 160, 220, 280, 340), then row 6 as given, then the newest.
 TEST_F(TableGrid, ShortAndLongRows) {
   struct { std::vector<Cell> cells; int marks; std::string expect, plain; const char* why; } rows[] = {
-      {{{101, "a"}, {221, "b"}, {339, "c"}}, 1, " <tr> <th> <A6> a </th> <th> <B6>  </th> <th> <C6> b </th> "
-       "<th> <D6>  </th> <th> <E6> c </th>  </tr> ", "", "short: cell, empty, cell, empty, cell"},
-      {{{339, "a"}, {101, "b"}}, 1, " <tr> <th> <A6>  </th> <th> <B6>  </th> <th> <C6>  </th> <th> <D6>  </th> "
-       "<th> <E6> a </th> <th> <F6> b </th>  </tr> ", "", "a cell is never moved back"},
-      {{{130, "a"}}, 1, " <tr> <th> <A6> a </th>  </tr> ", "", "a tie goes to the lower column"},
-      {{{160, "a"}, {280, "b"}}, 1, " <tr> <th> <A6>  </th> <th> <B6> a </th> <th> <C6>  </th> "
-       "<th> <D6> b </th>  </tr> ", "", "no fill right of the last cell"},
+      {{{101, "a"}, {221, "b"}, {339, "c"}}, 1, marks(6, {"a", "", "b", "", "c"}), "", "short: cell, empty, cell, empty, cell"},
+      {{{339, "a"}, {101, "b"}}, 1, marks(6, {"", "", "", "", "a", "b"}), "", "a cell is never moved back"},
+      {{{130, "a"}}, 1, marks(6, {"a"}), "", "a tie goes to the lower column"},
+      {{{160, "a"}, {280, "b"}}, 1, marks(6, {"", "a", "", "b"}), "", "no fill right of the last cell"},
       {{{101, "a"}, {221, "b"}}, 0, "a\t \tb\t\r\n", "", "short without marks: blank and tab"},
-      {{{100, "a"}, {110, "b"}, {160, "c"}, {220, "d"}, {280, "e"}, {340, "f"}}, 1,
-       " <tr> <th> <A6> ab </th> <th> <B6> c </th> <th> <C6> d </th> <th> <D6> e </th>  </tr> ", "a b c d e f ",
-       "long: neighbours join; the last cell is in the plain text only"},
-      {{{100, "a"}, {105, "b"}, {160, "c"}, {170, "d"}, {220, "e"}, {280, "f"}, {340, "g"}}, 1,
-       " <tr> <th> <A6> ab </th> <th> <B6> c </th> <th> <C6> d </th> <th> <D6> e </th>  </tr> ", "a b c d e f g ",
-       "d is measured against the row's cell 1 (105), not c (160)"},
-      {{{100, "a"}, {110, "b"}, {160, "c"}, {220, "d"}, {280, "e"}, {340, "f"}}, 0, "ab\tc\td\te\t\r\n",
-       "a b c d e f ", "long without marks: tabs"}};
+      {{{100, "a"}, {110, "b"}, {160, "c"}, {220, "d"}, {280, "e"}, {340, "f"}}, 1, marks(6, {"ab", "c", "d", "e"}),
+       "a b c d e f ", "long: neighbours join; the last cell is in the plain text only"},
+      {{{100, "a"}, {105, "b"}, {160, "c"}, {170, "d"}, {220, "e"}, {280, "f"}, {340, "g"}}, 1, marks(6, {"ab", "c", "d", "e"}),
+       "a b c d e f g ", "d is measured against the row's cell 1 (105), not c (160)"},
+      {{{100, "a"}, {110, "b"}, {160, "c"}, {220, "d"}, {280, "e"}, {340, "f"}}, 0, "ab\tc\td\te\t\r\n", "a b c d e f ",
+       "long without marks: tabs"}};
   for (auto& r : rows) {
     reset();
     TABLE_GRID = r.marks;
@@ -280,7 +272,7 @@ TEST_F(TableGrid, ColumnPositionsAreTruncatedMeans) {
   row(400, {{125, "a"}});
   newest();
   ASSERT_EQ(table_reconstruct(0, 1), 1);
-  EXPECT_NE(find(table(), " <tr> <th> <A6>  </th> <th> <B6> a </th>  </tr> "), -1);
+  EXPECT_NE(find(table(), marks(6, {"", "a"})), -1);
 }
 
 // ---- the table brik ----
