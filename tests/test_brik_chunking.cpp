@@ -2,17 +2,7 @@
 // size, the hard bound, the smart edge, sentence ends and abbreviations, multi-byte characters,
 // one brik per box, the short and the long tail, the bounds that block cutting, the header text,
 // the brik's fields and the flush of a full Briks.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
-#include "doc_fixture.h"
-#include "page_text_run.h"
-#include "run/run_state.h"
-#include "text/text.h"
-
-using namespace pdftest;
+#include "suite.h"
 
 namespace {
 

@@ -1,17 +1,8 @@
 // tests/test_brik_file.cpp -- the brik file sink: the record's exact bytes, appending across
 // calls, the headlines given to short image briks, and the CMYK mark.
-#include <gtest/gtest.h>
-
-#include <cstring>
 #include <filesystem>
-#include <string>
 
-#include "doc_fixture.h"
-#include "output/output.h"
-#include "pdf_writer.h"
-#include "run/run_state.h"
-
-using namespace pdftest;
+#include "suite.h"
 
 namespace {
 

@@ -2,18 +2,7 @@
 // and bfrange sections, arrays, packed destinations, the two readers' differences, the pair caps,
 // the 3/32 extension from record 0), Differences arrays, and the dup lines of an embedded Type 1
 // program.
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <cstring>
-#include <string>
-
-#include "doc_fixture.h"
-#include "font_fixture.h"
-#include "fonts/fonts.h"
-#include "objects/objects.h"
-
-using namespace pdftest;
+#include "suite.h"
 
 namespace {
 

@@ -1,15 +1,6 @@
 // tests/test_dict_lookup.cpp -- numbers and texts lifted out of buffer spans and byte arrays, key
 // searches, value spans and the name/number pair extractors.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
-#include "doc_fixture.h"
-#include "objects/objects.h"
-#include "run/run_state.h"
-
-using namespace pdftest;
+#include "suite.h"
 
 namespace {
 

@@ -1,18 +1,9 @@
 // tests/test_entry_single.cpp -- the single-file entry points and the document builder's roads
 // out: names, results, refusals, the closing summary, the log's levels and what carries over
 // from one call to the next.
-#include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <string>
-
-#include "doc_fixture.h"
-#include "objects/objects.h"
-#include "pdf_writer.h"
-#include "pdfbriks.h"
-#include "run/run_state.h"
-
-using namespace pdftest;
+#include "suite.h"
 
 namespace {
 

@@ -2,21 +2,7 @@
 // width sources, ToUnicode (inflated and not), Differences inline and referenced, the Type0
 // 3/32 map, the embedded Type 1 scan, a missing font object; and hex strings decoded through
 // the records the pass filled.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <utility>
-#include <vector>
-
-#include "doc_fixture.h"
-#include "font_fixture.h"
-#include "fonts/fonts.h"
-#include "objects/objects.h"
-#include "pdf_writer.h"
-#include "run/run_state.h"
-#include "text/text.h"
-
-using namespace pdftest;
+#include "suite.h"
 
 namespace {
 

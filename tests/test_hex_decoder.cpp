@@ -2,18 +2,7 @@
 // character forms), one output code to bytes in hex and literal strings with their deliberate
 // differences and encodings, the accent folds, and whole hex strings decoded through font maps:
 // fallbacks, Type3, escapes, tail groups, ActualText and MCID markers, widths and the pen.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
-#include "doc_fixture.h"
-#include "font_fixture.h"
-#include "fonts/fonts.h"
-#include "run/run_state.h"
-#include "text/text.h"
-
-using namespace pdftest;
+#include "suite.h"
 
 namespace {
 

@@ -2,19 +2,11 @@
 // but recognisable documents, object soups, byte mutations of the files in tests/data. Each call
 // must return a page count in range and leave a brik file of whole, numbered records on pages
 // that exist, with the run's settings untouched; the sanitizer build checks every access.
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <random>
 #include <set>
-#include <string>
-#include <vector>
 
-#include "pdf_writer.h"
-#include "pdfbriks.h"
-#include "run/run_state.h"
-
-using namespace pdftest;
+#include "suite.h"
 
 namespace {
 

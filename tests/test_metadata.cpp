@@ -1,14 +1,5 @@
 // tests/test_metadata.cpp -- author, dates and creator tool read from the catalog's XMP stream.
-#include <gtest/gtest.h>
-
-#include <string>
-
-#include "doc_fixture.h"
-#include "objects/objects.h"
-#include "pdf_writer.h"
-#include "run/run_state.h"
-
-using namespace pdftest;
+#include "suite.h"
 
 // Runs metadata_handler on a catalog whose /Metadata object holds `xml` as it stands: the text
 // the handler reads is ">" (the dictionary's close) followed by `xml`, and nothing after it.

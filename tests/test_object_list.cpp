@@ -1,17 +1,6 @@
 // tests/test_object_list.cpp -- the byte scan for "obj ... endobj", the look-up by number, the
 // inflation of one stream, and object streams unpacked into hidden objects behind the file.
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <string>
-#include <vector>
-
-#include "doc_fixture.h"
-#include "objects/objects.h"
-#include "pdf_writer.h"
-#include "run/run_state.h"
-
-using namespace pdftest;
+#include "suite.h"
 
 namespace {
 

@@ -1,18 +1,7 @@
 // tests/test_page_resources.cpp -- the page resource pass on crafted pages: content lists, inline
 // and referenced /Resources, Form XObject fonts, image lists and their cap, the font records and
 // their page lists, the 999 rule of is_new_font and the long-name rule.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
-#include "doc_fixture.h"
-#include "fonts/fonts.h"
-#include "objects/objects.h"
-#include "pdf_writer.h"
-#include "run/run_state.h"
-
-using namespace pdftest;
+#include "suite.h"
 
 namespace {
 

@@ -1,17 +1,6 @@
 // tests/test_page_tree.cpp -- the page tree walk: levels, kids lists, the page cap and its
 // warnings; and a deep tree with a broken cross-reference table through the single-file entry.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
-#include "doc_fixture.h"
-#include "objects/objects.h"
-#include "pdf_writer.h"
-#include "pdfbriks.h"
-#include "run/run_state.h"
-
-using namespace pdftest;
+#include "suite.h"
 
 namespace {
 

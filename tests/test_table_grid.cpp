@@ -1,21 +1,9 @@
 // tests/test_table_grid.cpp -- the cell capture and the end-of-call table test, driven directly:
 // cells are closed with table_close_pending_cell from crafted positions, and table_reconstruct
 // is run on the grid they make.
-#include <gtest/gtest.h>
-
-#include <cstring>
 #include <memory>
-#include <string>
-#include <vector>
 
-#include "doc_fixture.h"
-#include "pdf_writer.h"
-#include "run/run_state.h"
-#include "text/table_grid.h"
-#include "text/text.h"
-#include "text/text_page_state.h"
-
-using namespace pdftest;
+#include "suite.h"
 
 namespace {
 

@@ -1,17 +1,7 @@
 // tests/test_tables_e2e.cpp -- whole documents through add_one_pdf_opts: crafted pages whose text
 // stands in a grid (placed with Tm or with Td), with gaps, with split fragments, prose, each
 // table option; and one small PDF that an office suite made from an HTML table.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <utility>
-#include <vector>
-
-#include "doc_fixture.h"
-#include "pdf_writer.h"
-#include "pdfbriks.h"
-
-using namespace pdftest;
+#include "suite.h"
 
 namespace {
 

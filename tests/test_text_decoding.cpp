@@ -1,18 +1,7 @@
 // tests/test_text_decoding.cpp -- text box decoding: strings and arrays, word gaps and kerning,
 // the operator after a string, escapes and octal, hex strings, ActualText and MCID, Td, TD, T*
 // and Tm, fonts inside boxes, and the headline text.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <utility>
-#include <vector>
-
-#include "page_text_run.h"
-#include "run/run_state.h"
-#include "text/text.h"
-#include "text/text_page_state.h"
-
-using namespace pdftest;
+#include "suite.h"
 
 namespace {
 

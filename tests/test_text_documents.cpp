@@ -1,17 +1,7 @@
 // tests/test_text_documents.cpp -- whole documents through the single-file entry: a crafted PDF
 // whose brik file is compared byte for byte, several pages and streams, and small real PDFs
 // made by other tools, which must give their visible words.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
-#include "doc_fixture.h"
-#include "pdf_writer.h"
-#include "pdfbriks.h"
-#include "run/run_state.h"
-
-using namespace pdftest;
+#include "suite.h"
 
 namespace {
 

@@ -2,18 +2,7 @@
 // boxes, streams without boxes, the cm and image placements between boxes, Tf outside boxes, the
 // font and size handed on to the next stream, the box limit; and the backward number readers and
 // the vertical distance test they feed.
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <string>
-
-#include "doc_fixture.h"
-#include "objects/objects.h"
-#include "page_text_run.h"
-#include "run/run_state.h"
-#include "text/text.h"
-
-using namespace pdftest;
+#include "suite.h"
 
 namespace {
 
