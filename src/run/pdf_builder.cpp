@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 
 #include <sys/mman.h>
@@ -68,12 +69,97 @@ static size_t pages_size() { return sizeof(PageRecord) * (GLOBAL_MAX_PAGES + 1);
 static size_t objects_size() { return sizeof(ObjectRecord) * GLOBAL_MAX_OBJ; }
 static size_t pairs_size() { return sizeof(NameNumberPair) * GLOBAL_NN_TMP_COUNT; }
 
+// ---- the fixed-size arrays are kept mapped from one document to the next ----
+// Instead of a fresh mapping per document (every page it touches faults in and is cleared by the
+// kernel, and is torn down again at the end), each array keeps its mapping, and at the end of a
+// document the pages it touched are cleared in place: mincore tells which pages are resident,
+// and only those can hold anything but zeros. The next document finds the array all zeros, just
+// as a fresh mapping would be, so nothing it reads changes. When the resident pages of an array
+// pass KEEP_RESIDENT_LIMIT, or the machine has swap (a swapped-out page is not resident yet not
+// zero), the pages are handed back to the kernel instead, which also zeros them; this keeps what
+// stays resident between documents small.
+constexpr size_t KEEP_RESIDENT_LIMIT = 8u << 20;
+
+struct KeptArray {
+  void* data;   // the array as handed out (its end against the guard page)
+  size_t size;  // the array's byte size
+};
+static KeptArray kept_briks, kept_fonts, kept_pages, kept_objects, kept_pairs;
+static int swap_checked = 0;
+static int has_swap = 0;
+
+static int machine_has_swap(void) {
+  if (!swap_checked) {
+    swap_checked = 1;
+    FILE* f = fopen("/proc/swaps", "r");
+    if (f == nullptr) {
+      has_swap = 1;  // unknown: take the safe road
+    } else {
+      char line[256];
+      int lines = 0;
+      while (fgets(line, sizeof line, f) != nullptr) lines++;
+      fclose(f);
+      has_swap = lines > 1;  // a heading line, then one line per swap area
+    }
+  }
+  return has_swap;
+}
+
+// Makes the kept array all zeros again, either by clearing its resident pages or by handing its
+// pages back. Returns 0 if it could do neither; the caller then unmaps it.
+static int clear_kept(const KeptArray& a) {
+  size_t body = mapped_size(a.size);
+  char* base = static_cast<char*>(a.data) - (body - a.size);
+  size_t pages = body / page_size();
+  static unsigned char* resident = nullptr;
+  static size_t resident_cap = 0;
+  if (!machine_has_swap()) {
+    if (pages > resident_cap) {
+      free(resident);
+      resident = static_cast<unsigned char*>(malloc(pages));
+      resident_cap = resident != nullptr ? pages : 0;
+    }
+    if (resident != nullptr && mincore(base, body, resident) == 0) {
+      size_t count = 0;
+      for (size_t i = 0; i < pages; i++) count += resident[i] & 1;
+      if (count * page_size() <= KEEP_RESIDENT_LIMIT) {
+        for (size_t i = 0; i < pages; i++) {
+          if (resident[i] & 1) memset(base + i * page_size(), 0, page_size());
+        }
+        return 1;
+      }
+    }
+  }
+  return madvise(base, body, MADV_DONTNEED) == 0;
+}
+
+static void* take_kept(KeptArray* a, size_t size) {
+  if (a->data != nullptr && a->size == size) {
+    void* p = a->data;
+    a->data = nullptr;  // handed out; back in give_back_kept
+    return p;
+  }
+  return take_zero_pages(size);
+}
+
+static void give_back_kept(KeptArray* a, void* p, size_t size) {
+  if (p == nullptr) return;
+  if (a->data == nullptr) {
+    KeptArray next = {p, size};
+    if (clear_kept(next)) {
+      *a = next;
+      return;
+    }
+  }
+  give_back_pages(p, size);
+}
+
 int document_arrays_begin(void) {
-  Briks = static_cast<BrikRecord*>(take_zero_pages(briks_size()));
-  Font_CMAP = static_cast<FontRecord*>(take_zero_pages(fonts_size()));
-  Pages = static_cast<PageRecord*>(take_zero_pages(pages_size()));
-  obj = static_cast<ObjectRecord*>(take_zero_pages(objects_size()));
-  nn_global_tmp = static_cast<NameNumberPair*>(take_zero_pages(pairs_size()));
+  Briks = static_cast<BrikRecord*>(take_kept(&kept_briks, briks_size()));
+  Font_CMAP = static_cast<FontRecord*>(take_kept(&kept_fonts, fonts_size()));
+  Pages = static_cast<PageRecord*>(take_kept(&kept_pages, pages_size()));
+  obj = static_cast<ObjectRecord*>(take_kept(&kept_objects, objects_size()));
+  nn_global_tmp = static_cast<NameNumberPair*>(take_kept(&kept_pairs, pairs_size()));
   global_headlines = static_cast<char*>(calloc(HEADLINES_SIZE, 1));
   if (Briks && Font_CMAP && Pages && obj && nn_global_tmp && global_headlines) return 1;
   log_at(49, "ERROR: pdf_parser - out of memory - can not allocate document arrays. \n");
@@ -96,15 +182,15 @@ void document_buffer_end(void) {
 
 void document_arrays_end(void) {
   document_buffer_end();
-  give_back_pages(Briks, briks_size());
+  give_back_kept(&kept_briks, Briks, briks_size());
   Briks = nullptr;
-  give_back_pages(Font_CMAP, fonts_size());
+  give_back_kept(&kept_fonts, Font_CMAP, fonts_size());
   Font_CMAP = nullptr;
-  give_back_pages(Pages, pages_size());
+  give_back_kept(&kept_pages, Pages, pages_size());
   Pages = nullptr;
-  give_back_pages(obj, objects_size());
+  give_back_kept(&kept_objects, obj, objects_size());
   obj = nullptr;
-  give_back_pages(nn_global_tmp, pairs_size());
+  give_back_kept(&kept_pairs, nn_global_tmp, pairs_size());
   nn_global_tmp = nullptr;
   free(global_headlines);
   global_headlines = nullptr;
