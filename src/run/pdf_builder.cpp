@@ -401,7 +401,9 @@ int pdf_builder(char* path, char* account, char* library, char* time_stamp) {
   font_encoding_cmap_handler(0);
   master_new_images_added = 0;
 
+  text_font_lookup_begin();
   int blocks_created = run_page_loop(account, library);
+  text_font_lookup_end();
 
   // ---- end of the document ----
   document_buffer_end();
