@@ -69,7 +69,7 @@ static size_t pages_size() { return sizeof(PageRecord) * (GLOBAL_MAX_PAGES + 1);
 static size_t objects_size() { return sizeof(ObjectRecord) * GLOBAL_MAX_OBJ; }
 static size_t pairs_size() { return sizeof(NameNumberPair) * GLOBAL_NN_TMP_COUNT; }
 
-// ---- the fixed-size arrays are kept mapped from one document to the next ----
+// ---- the arrays and the file buffer are kept mapped from one document to the next ----
 // Instead of a fresh mapping per document (every page it touches faults in and is cleared by the
 // kernel, and is torn down again at the end), each array keeps its mapping, and at the end of a
 // document the pages it touched are cleared in place: mincore tells which pages are resident,
@@ -78,13 +78,16 @@ static size_t pairs_size() { return sizeof(NameNumberPair) * GLOBAL_NN_TMP_COUNT
 // pass KEEP_RESIDENT_LIMIT, or the machine has swap (a swapped-out page is not resident yet not
 // zero), the pages are handed back to the kernel instead, which also zeros them; this keeps what
 // stays resident between documents small.
-constexpr size_t KEEP_RESIDENT_LIMIT = 8u << 20;
+// The buffer is kept at the largest capacity asked for so far; a smaller one is its tail.
+constexpr size_t KEEP_RESIDENT_LIMIT = 24u << 20;
 
 struct KeptArray {
-  void* data;   // the array as handed out (its end against the guard page)
-  size_t size;  // the array's byte size
+  void* data;       // the kept array, all zeros (its end against the guard page); null if none
+  size_t size;      // its byte size
+  void* lent;       // the whole array while it is handed out
+  size_t lent_size;
 };
-static KeptArray kept_briks, kept_fonts, kept_pages, kept_objects, kept_pairs;
+static KeptArray kept_briks, kept_fonts, kept_pages, kept_objects, kept_pairs, kept_buffer;
 static int swap_checked = 0;
 static int has_swap = 0;
 
@@ -133,33 +136,49 @@ static int clear_kept(const KeptArray& a) {
   return madvise(base, body, MADV_DONTNEED) == 0;
 }
 
-static void* take_kept(KeptArray* a, size_t size) {
-  if (a->data != nullptr && a->size == size) {
-    void* p = a->data;
-    a->data = nullptr;  // handed out; back in give_back_kept
-    return p;
+// An array of `size` bytes, from the kept one when it has that size (or, with fit_smaller, at
+// least that size: the array is then the kept one's last `size` bytes, still ending against the
+// guard page), else a fresh mapping.
+static void* take_kept(KeptArray* a, size_t size, bool fit_smaller) {
+  if (a->data != nullptr && (a->size == size || (fit_smaller && a->size > size))) {
+    a->lent = a->data;
+    a->lent_size = a->size;
+    a->data = nullptr;
+    return static_cast<char*>(a->lent) + (a->lent_size - size);
   }
-  return take_zero_pages(size);
+  if (a->data != nullptr) give_back_pages(a->data, a->size);
+  a->data = nullptr;
+  void* p = take_zero_pages(size);
+  a->lent = p;
+  a->lent_size = p != nullptr ? size : 0;
+  return p;
 }
 
 static void give_back_kept(KeptArray* a, void* p, size_t size) {
   if (p == nullptr) return;
+  void* whole = a->lent;
+  size_t whole_size = a->lent_size;
+  a->lent = nullptr;
+  if (whole == nullptr || static_cast<char*>(p) + size != static_cast<char*>(whole) + whole_size) {
+    give_back_pages(p, size);  // not the array this record lent out
+    return;
+  }
   if (a->data == nullptr) {
-    KeptArray next = {p, size};
+    KeptArray next = {whole, whole_size, nullptr, 0};
     if (clear_kept(next)) {
       *a = next;
       return;
     }
   }
-  give_back_pages(p, size);
+  give_back_pages(whole, whole_size);
 }
 
 int document_arrays_begin(void) {
-  Briks = static_cast<BrikRecord*>(take_kept(&kept_briks, briks_size()));
-  Font_CMAP = static_cast<FontRecord*>(take_kept(&kept_fonts, fonts_size()));
-  Pages = static_cast<PageRecord*>(take_kept(&kept_pages, pages_size()));
-  obj = static_cast<ObjectRecord*>(take_kept(&kept_objects, objects_size()));
-  nn_global_tmp = static_cast<NameNumberPair*>(take_kept(&kept_pairs, pairs_size()));
+  Briks = static_cast<BrikRecord*>(take_kept(&kept_briks, briks_size(), false));
+  Font_CMAP = static_cast<FontRecord*>(take_kept(&kept_fonts, fonts_size(), false));
+  Pages = static_cast<PageRecord*>(take_kept(&kept_pages, pages_size(), false));
+  obj = static_cast<ObjectRecord*>(take_kept(&kept_objects, objects_size(), false));
+  nn_global_tmp = static_cast<NameNumberPair*>(take_kept(&kept_pairs, pairs_size(), false));
   global_headlines = static_cast<char*>(calloc(HEADLINES_SIZE, 1));
   if (Briks && Font_CMAP && Pages && obj && nn_global_tmp && global_headlines) return 1;
   log_at(49, "ERROR: pdf_parser - out of memory - can not allocate document arrays. \n");
@@ -168,14 +187,14 @@ int document_arrays_begin(void) {
 }
 
 int document_buffer_begin(int capacity) {
-  buffer = static_cast<unsigned char*>(take_zero_pages(static_cast<size_t>(capacity)));
+  buffer = static_cast<unsigned char*>(take_kept(&kept_buffer, static_cast<size_t>(capacity), true));
   buffer_capacity = buffer != nullptr ? capacity : 0;
   if (buffer == nullptr) log_at(49, "ERROR: pdf_parser - out of memory - can not allocate buffer - %d \n", capacity);
   return buffer != nullptr;
 }
 
 void document_buffer_end(void) {
-  give_back_pages(buffer, static_cast<size_t>(buffer_capacity));
+  give_back_kept(&kept_buffer, buffer, static_cast<size_t>(buffer_capacity));
   buffer = nullptr;
   buffer_capacity = 0;
 }
