@@ -24,6 +24,7 @@ TEST(TextStateReader, TmAndCmOperands) {
       {"1 0 0 1 1.2.3 4", 1, 1.2f, 4, "a second dot stays in the token; parsing stops there"},
       {"0 0 4 - 5", 4, 0, 5, "a lone minus is a number worth 0"},
       {"0 0 4 5-6 7", 4, 56, 7, "a minus inside a token is skipped: 5-6 reads as 56"},
+      {"-. .5 7.", 0, 0.5f, 7, "a bare sign and dot, a leading dot, a trailing dot: as atof reads them"},
   };
   for (const WindowRow& row : rows) {
     std::string w = row.window;
