@@ -301,6 +301,13 @@ static int scan_stream(void) {
   const unsigned char* const bytes = stream;  // hot globals held in locals for the loop
   const int length = stream_len;
   for (int i = 0; i < length; i++) {
+    // Inside a box only an "E" can change anything here (step 2), so without the deep debug
+    // lines of every byte the scan goes straight to the next "E".
+    if (in_bt && !deep) {
+      const void* e = memchr(bytes + i, 'E', static_cast<size_t>(length - i));
+      if (e == nullptr) break;
+      i = static_cast<int>(static_cast<const unsigned char*>(e) - bytes);
+    }
     unsigned char c = bytes[i];
     // ---- 1. BT ----
     if (c == 'B' && !in_bt) {
