@@ -109,11 +109,25 @@ static int machine_has_swap(void) {
 }
 
 // Makes the kept array all zeros again, either by clearing its resident pages or by handing its
-// pages back. Returns 0 if it could do neither; the caller then unmaps it.
-static int clear_kept(const KeptArray& a) {
+// pages back. Returns 0 if it could do neither; the caller then unmaps the array.
+// With `used`, only the array's first `used` bytes are cleared in place and the rest of the
+// mapping is handed back in one call: the file buffer is written from its start up to the
+// cursor, the page, object and font records from index 0 up to their counts, and pages kept
+// from an earlier, larger document are then not cleared again by every document after it.
+static int clear_kept(const KeptArray& a, const char* array, size_t used) {
   size_t body = mapped_size(a.size);
   char* base = static_cast<char*>(a.data) - (body - a.size);
-  size_t pages = body / page_size();
+  char* lo = base;
+  char* hi = base + body;
+  if (array != nullptr) {
+    uintptr_t ps = page_size();
+    lo = reinterpret_cast<char*>(reinterpret_cast<uintptr_t>(array) / ps * ps);
+    hi = reinterpret_cast<char*>((reinterpret_cast<uintptr_t>(array + used) + ps - 1) / ps * ps);
+    if (lo < base) lo = base;
+    if (hi > base + body) hi = base + body;
+    if (hi < lo) hi = lo;
+  }
+  size_t pages = static_cast<size_t>(hi - lo) / page_size();
   static unsigned char* resident = nullptr;
   static size_t resident_cap = 0;
   if (!machine_has_swap()) {
@@ -122,13 +136,15 @@ static int clear_kept(const KeptArray& a) {
       resident = static_cast<unsigned char*>(malloc(pages));
       resident_cap = resident != nullptr ? pages : 0;
     }
-    if (resident != nullptr && mincore(base, body, resident) == 0) {
+    if (resident != nullptr && (pages == 0 || mincore(lo, hi - lo, resident) == 0)) {
       size_t count = 0;
       for (size_t i = 0; i < pages; i++) count += resident[i] & 1;
       if (count * page_size() <= KEEP_RESIDENT_LIMIT) {
         for (size_t i = 0; i < pages; i++) {
-          if (resident[i] & 1) memset(base + i * page_size(), 0, page_size());
+          if (resident[i] & 1) memset(lo + i * page_size(), 0, page_size());
         }
+        if (lo > base && madvise(base, lo - base, MADV_DONTNEED) != 0) return 0;
+        if (hi < base + body && madvise(hi, base + body - hi, MADV_DONTNEED) != 0) return 0;
         return 1;
       }
     }
@@ -154,7 +170,9 @@ static void* take_kept(KeptArray* a, size_t size, bool fit_smaller) {
   return p;
 }
 
-static void give_back_kept(KeptArray* a, void* p, size_t size) {
+// Gives back an array handed out by take_kept. `used` > 0: only its first `used` bytes were
+// written (see clear_kept).
+static void give_back_kept(KeptArray* a, void* p, size_t size, size_t used = 0) {
   if (p == nullptr) return;
   void* whole = a->lent;
   size_t whole_size = a->lent_size;
@@ -165,7 +183,7 @@ static void give_back_kept(KeptArray* a, void* p, size_t size) {
   }
   if (a->data == nullptr) {
     KeptArray next = {whole, whole_size, nullptr, 0};
-    if (clear_kept(next)) {
+    if (clear_kept(next, used > 0 ? static_cast<const char*>(p) : nullptr, used < size ? used : size)) {
       *a = next;
       return;
     }
@@ -193,8 +211,18 @@ int document_buffer_begin(int capacity) {
   return buffer != nullptr;
 }
 
+// The records of an array that a document writes as a rule: as many as its count, and two more.
+// (Font records, pages and objects are written from index 0 up to their counters.)
+static size_t records_used(int count, size_t record_size) {
+  return (static_cast<size_t>(count > 0 ? count : 0) + 2) * record_size;
+}
+
 void document_buffer_end(void) {
-  give_back_kept(&kept_buffer, buffer, static_cast<size_t>(buffer_capacity));
+  // Written: the file, then the hidden objects up to the cursor; a margin is cleared behind it.
+  // Whatever lies past that is handed back, so the result is all zeros in any case.
+  size_t used = global_buffer_cursor > 0 ? static_cast<size_t>(global_buffer_cursor) + (64u << 10)
+                                         : static_cast<size_t>(buffer_capacity);
+  give_back_kept(&kept_buffer, buffer, static_cast<size_t>(buffer_capacity), used);
   buffer = nullptr;
   buffer_capacity = 0;
 }
@@ -203,11 +231,11 @@ void document_arrays_end(void) {
   document_buffer_end();
   give_back_kept(&kept_briks, Briks, briks_size());
   Briks = nullptr;
-  give_back_kept(&kept_fonts, Font_CMAP, fonts_size());
+  give_back_kept(&kept_fonts, Font_CMAP, fonts_size(), records_used(global_font_count, sizeof(FontRecord)));
   Font_CMAP = nullptr;
-  give_back_kept(&kept_pages, Pages, pages_size());
+  give_back_kept(&kept_pages, Pages, pages_size(), records_used(global_page_count, sizeof(PageRecord)));
   Pages = nullptr;
-  give_back_kept(&kept_objects, obj, objects_size());
+  give_back_kept(&kept_objects, obj, objects_size(), records_used(global_obj_counter, sizeof(ObjectRecord)));
   obj = nullptr;
   give_back_kept(&kept_pairs, nn_global_tmp, pairs_size());
   nn_global_tmp = nullptr;
