@@ -2,11 +2,12 @@
 // library in one process and prints pages per second, peak resident memory and checksums of the
 // brik file and the log with their time-dependent fields masked. Not a test.
 //
-//   pdfbriks_bench [--mode single|batch] [--pages N] [--work DIR] [--log-level N] FOLDER/
+//   pdfbriks_bench [--mode auto|single|batch] [--pages N] [--work DIR] [--log-level N] FOLDER/
 //
-// single: one add_one_pdf_opts call per file, in name order (the default).
+// single: one add_one_pdf_opts call per file, in name order.
 // batch:  one add_pdf_main_dorvane_config_new call over the folder, level 3, file mode (no
 //         database); looked up at run time, so the host builds where that entry is absent.
+// auto (the default): batch where the library has that entry, else single.
 // --pages: the corpus's page count (bench/run.sh counts it once with pdfinfo); without it the
 //         pages with briks, as the entries return them, are the measure.
 #include <dirent.h>
@@ -74,11 +75,11 @@ static uint64_t masked_checksum(const std::string& path, const char* mask, bool 
 }
 
 static void usage() {
-  fprintf(stderr, "usage: pdfbriks_bench [--mode single|batch] [--pages N] [--work DIR] [--log-level N] FOLDER/\n");
+  fprintf(stderr, "usage: pdfbriks_bench [--mode auto|single|batch] [--pages N] [--work DIR] [--log-level N] FOLDER/\n");
 }
 
 int main(int argc, char** argv) {
-  std::string mode = "single", work = "/tmp/pdfbriks-bench-work/", folder;
+  std::string mode = "auto", work = "/tmp/pdfbriks-bench-work/", folder;
   long corpus_pages = 0;
   int log_level = 20;
   for (int i = 1; i < argc; i++) {
@@ -90,7 +91,8 @@ int main(int argc, char** argv) {
     else if (!a.empty() && a[0] != '-' && folder.empty()) folder = a;
     else { usage(); return 2; }
   }
-  if (folder.empty() || (mode != "single" && mode != "batch")) { usage(); return 2; }
+  if (folder.empty() || (mode != "single" && mode != "batch" && mode != "auto")) { usage(); return 2; }
+  if (mode == "auto") mode = dlsym(RTLD_DEFAULT, "add_pdf_main_dorvane_config_new") != nullptr ? "batch" : "single";
   if (folder.back() != '/') folder += '/';
   if (work.back() != '/') work += '/';
   mkdir(work.c_str(), 0755);

@@ -3,7 +3,7 @@
 # release library and the in-process host, runs the host over every PDF in one process, then
 # times the other text extractors installed here over the same files for the ratio.
 #
-#   bash bench/run.sh [single|batch]
+#   bash bench/run.sh [auto|single|batch]     # auto: the batch entry where the library has it
 #
 # Environment: PDFBRIKS_BENCH_CACHE (corpus cache), BUILD (build folder, default build-rel),
 # WORK (work folder for the brik file and log, default /tmp/pdfbriks-bench-work),
@@ -13,7 +13,7 @@
 # checksums run after run, and an internal change must keep them.
 set -euo pipefail
 
-MODE="${1:-single}"
+MODE="${1:-auto}"
 ROOT="$(cd "$(dirname "$0")/.." && pwd)"
 CACHE="${PDFBRIKS_BENCH_CACHE:-$HOME/.cache/pdfbriks-bench}"
 BUILD="${BUILD:-$ROOT/build-rel}"
