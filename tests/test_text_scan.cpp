@@ -117,6 +117,7 @@ TEST(TextStateReader, TmCmAndTdOperands) {
       {"1 0 0 1 1.2.3 4", false, 1, 1.2f, 4, "a second dot stays in the token; parsing stops there"},
       {"0 0 4 - 5", false, 4, 0, 5, "a lone minus is a number worth 0"}, {"0 0 4 5-6 7", false, 4, 56, 7, "5-6 reads 56"},
       {std::string("1 0 0 1 5 6\0 7 8 9", 17), false, 1, 5, 6, "a zero byte ends the window"},
+      {"-. .5 7.", false, 0, 0.5f, 7, "a bare sign and dot, a leading dot, a trailing dot: as atof reads them"},
       {"0 -14 ", true, 0, 0, -14, "move down one line"}, {"ET BT 100 200", true, 0, 100, 200, "operands at the end"},
       {"14 ", true, 0, 0, 0, "one number: no move"}, {"", true, 0, 0, 0, "empty window"}};
   for (auto& r : rows) {

@@ -3,6 +3,8 @@
 // Reads: Pages[].page_obj, obj through get_obj, buffer. Writes: Pages[] content and image lists,
 // Font_CMAP names, objects and page lists, global_font_count. Limits: the constants below.
 #include <cstring>
+#include <string>
+#include <unordered_map>
 
 #include "fonts/font_internal.h"
 #include "fonts/fonts.h"
@@ -65,6 +67,21 @@ void store_image(PageRecord& page, int s, const NameNumberPair& pair) {
   clear_image_fields(page, s);
 }
 
+// ---- the look-up behind is_new_font while the pass runs ----
+// While page_resource_handler runs, create_font is the only writer of font names and objects
+// (the records start empty with the pass), so the pass keeps a map from object and name to the
+// first record that holds them, filled as records are made. is_new_font answers from it instead
+// of walking every record, which made the pass cost fonts times pages; any call from outside the
+// pass gets the plain walk. The answers are the same.
+std::unordered_map<std::string, int> first_font_of;
+bool font_map_active = false;
+
+std::string font_key(int number, const char* name) {
+  std::string key(reinterpret_cast<const char*>(&number), sizeof number);
+  key += name;
+  return key;
+}
+
 // ---- font records ----
 void create_font(const char* name, int number, int page) {
   if (global_font_count >= GLOBAL_MAX_FONT_ENCODINGS) {
@@ -77,6 +94,7 @@ void create_font(const char* name, int number, int page) {
   font.page_count = 1;
   font.page_list[0] = page;
   font.cmap_count = 0;
+  if (font_map_active) first_font_of.emplace(font_key(number, font.font_name), global_font_count);
   global_font_count++;
 }
 
@@ -253,6 +271,10 @@ extern "C" {
 // Index of the first record with this name and object number, or 999 when there is none.
 int is_new_font(char* name, int object_number) {
   if (Font_CMAP == nullptr || name == nullptr) return FONT_NOT_FOUND;
+  if (font_map_active) {
+    auto hit = first_font_of.find(font_key(object_number, name));
+    return hit == first_font_of.end() ? FONT_NOT_FOUND : hit->second;
+  }
   int count = global_font_count < GLOBAL_MAX_FONT_ENCODINGS ? global_font_count : GLOBAL_MAX_FONT_ENCODINGS;
   for (int i = 0; i < count; i++) {
     if (Font_CMAP[i].font_obj == object_number && strcmp(Font_CMAP[i].font_name, name) == 0) return i;
@@ -264,6 +286,8 @@ int is_new_font(char* name, int object_number) {
 int page_resource_handler(int unused) {
   global_font_count = 0;
   cmap_index_forget_all();
+  first_font_of.clear();
+  font_map_active = true;
   int pages = global_page_count < GLOBAL_MAX_PAGES ? global_page_count : GLOBAL_MAX_PAGES;
   for (int p = 0; p < pages; p++) {
     PageRecord& page = Pages[p];
@@ -305,6 +329,9 @@ int page_resource_handler(int unused) {
       resources_fonts(page, p, dict);
     }
   }
+
+  font_map_active = false;
+  first_font_of.clear();
 
   log_at(10, "DEBUG: pdf_parser - global page count - %d \n", global_page_count);
   log_at(10, "DEBUG: pdf_parser - global font count- %d \n", global_font_count);

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 
 #include <sys/mman.h>
@@ -68,12 +69,134 @@ static size_t pages_size() { return sizeof(PageRecord) * (GLOBAL_MAX_PAGES + 1);
 static size_t objects_size() { return sizeof(ObjectRecord) * GLOBAL_MAX_OBJ; }
 static size_t pairs_size() { return sizeof(NameNumberPair) * GLOBAL_NN_TMP_COUNT; }
 
+// ---- the arrays and the file buffer are kept mapped from one document to the next ----
+// Instead of a fresh mapping per document (every page it touches faults in and is cleared by the
+// kernel, and is torn down again at the end), each array keeps its mapping, and at the end of a
+// document the pages it touched are cleared in place: mincore tells which pages are resident,
+// and only those can hold anything but zeros. The next document finds the array all zeros, just
+// as a fresh mapping would be, so nothing it reads changes. When the resident pages of an array
+// pass KEEP_RESIDENT_LIMIT, or the machine has swap (a swapped-out page is not resident yet not
+// zero), the pages are handed back to the kernel instead, which also zeros them; this keeps what
+// stays resident between documents small.
+// The buffer is kept at the largest capacity asked for so far; a smaller one is its tail.
+constexpr size_t KEEP_RESIDENT_LIMIT = 24u << 20;
+
+struct KeptArray {
+  void* data;       // the kept array, all zeros (its end against the guard page); null if none
+  size_t size;      // its byte size
+  void* lent;       // the whole array while it is handed out
+  size_t lent_size;
+};
+static KeptArray kept_briks, kept_fonts, kept_pages, kept_objects, kept_pairs, kept_buffer;
+static int swap_checked = 0;
+static int has_swap = 0;
+
+static int machine_has_swap(void) {
+  if (!swap_checked) {
+    swap_checked = 1;
+    FILE* f = fopen("/proc/swaps", "r");
+    if (f == nullptr) {
+      has_swap = 1;  // unknown: take the safe road
+    } else {
+      char line[256];
+      int lines = 0;
+      while (fgets(line, sizeof line, f) != nullptr) lines++;
+      fclose(f);
+      has_swap = lines > 1;  // a heading line, then one line per swap area
+    }
+  }
+  return has_swap;
+}
+
+// Makes the kept array all zeros again, either by clearing its resident pages or by handing its
+// pages back. Returns 0 if it could do neither; the caller then unmaps the array.
+// With `used`, only the array's first `used` bytes are cleared in place and the rest of the
+// mapping is handed back in one call: the file buffer is written from its start up to the
+// cursor, the page, object and font records from index 0 up to their counts, and pages kept
+// from an earlier, larger document are then not cleared again by every document after it.
+static int clear_kept(const KeptArray& a, const char* array, size_t used) {
+  size_t body = mapped_size(a.size);
+  char* base = static_cast<char*>(a.data) - (body - a.size);
+  char* lo = base;
+  char* hi = base + body;
+  if (array != nullptr) {
+    uintptr_t ps = page_size();
+    lo = reinterpret_cast<char*>(reinterpret_cast<uintptr_t>(array) / ps * ps);
+    hi = reinterpret_cast<char*>((reinterpret_cast<uintptr_t>(array + used) + ps - 1) / ps * ps);
+    if (lo < base) lo = base;
+    if (hi > base + body) hi = base + body;
+    if (hi < lo) hi = lo;
+  }
+  size_t pages = static_cast<size_t>(hi - lo) / page_size();
+  static unsigned char* resident = nullptr;
+  static size_t resident_cap = 0;
+  if (!machine_has_swap()) {
+    if (pages > resident_cap) {
+      free(resident);
+      resident = static_cast<unsigned char*>(malloc(pages));
+      resident_cap = resident != nullptr ? pages : 0;
+    }
+    if (resident != nullptr && (pages == 0 || mincore(lo, hi - lo, resident) == 0)) {
+      size_t count = 0;
+      for (size_t i = 0; i < pages; i++) count += resident[i] & 1;
+      if (count * page_size() <= KEEP_RESIDENT_LIMIT) {
+        for (size_t i = 0; i < pages; i++) {
+          if (resident[i] & 1) memset(lo + i * page_size(), 0, page_size());
+        }
+        if (lo > base && madvise(base, lo - base, MADV_DONTNEED) != 0) return 0;
+        if (hi < base + body && madvise(hi, base + body - hi, MADV_DONTNEED) != 0) return 0;
+        return 1;
+      }
+    }
+  }
+  return madvise(base, body, MADV_DONTNEED) == 0;
+}
+
+// An array of `size` bytes, from the kept one when it has that size (or, with fit_smaller, at
+// least that size: the array is then the kept one's last `size` bytes, still ending against the
+// guard page), else a fresh mapping.
+static void* take_kept(KeptArray* a, size_t size, bool fit_smaller) {
+  if (a->data != nullptr && (a->size == size || (fit_smaller && a->size > size))) {
+    a->lent = a->data;
+    a->lent_size = a->size;
+    a->data = nullptr;
+    return static_cast<char*>(a->lent) + (a->lent_size - size);
+  }
+  if (a->data != nullptr) give_back_pages(a->data, a->size);
+  a->data = nullptr;
+  void* p = take_zero_pages(size);
+  a->lent = p;
+  a->lent_size = p != nullptr ? size : 0;
+  return p;
+}
+
+// Gives back an array handed out by take_kept. `used` > 0: only its first `used` bytes were
+// written (see clear_kept).
+static void give_back_kept(KeptArray* a, void* p, size_t size, size_t used = 0) {
+  if (p == nullptr) return;
+  void* whole = a->lent;
+  size_t whole_size = a->lent_size;
+  a->lent = nullptr;
+  if (whole == nullptr || static_cast<char*>(p) + size != static_cast<char*>(whole) + whole_size) {
+    give_back_pages(p, size);  // not the array this record lent out
+    return;
+  }
+  if (a->data == nullptr) {
+    KeptArray next = {whole, whole_size, nullptr, 0};
+    if (clear_kept(next, used > 0 ? static_cast<const char*>(p) : nullptr, used < size ? used : size)) {
+      *a = next;
+      return;
+    }
+  }
+  give_back_pages(whole, whole_size);
+}
+
 int document_arrays_begin(void) {
-  Briks = static_cast<BrikRecord*>(take_zero_pages(briks_size()));
-  Font_CMAP = static_cast<FontRecord*>(take_zero_pages(fonts_size()));
-  Pages = static_cast<PageRecord*>(take_zero_pages(pages_size()));
-  obj = static_cast<ObjectRecord*>(take_zero_pages(objects_size()));
-  nn_global_tmp = static_cast<NameNumberPair*>(take_zero_pages(pairs_size()));
+  Briks = static_cast<BrikRecord*>(take_kept(&kept_briks, briks_size(), false));
+  Font_CMAP = static_cast<FontRecord*>(take_kept(&kept_fonts, fonts_size(), false));
+  Pages = static_cast<PageRecord*>(take_kept(&kept_pages, pages_size(), false));
+  obj = static_cast<ObjectRecord*>(take_kept(&kept_objects, objects_size(), false));
+  nn_global_tmp = static_cast<NameNumberPair*>(take_kept(&kept_pairs, pairs_size(), false));
   global_headlines = static_cast<char*>(calloc(HEADLINES_SIZE, 1));
   if (Briks && Font_CMAP && Pages && obj && nn_global_tmp && global_headlines) return 1;
   log_at(49, "ERROR: pdf_parser - out of memory - can not allocate document arrays. \n");
@@ -82,29 +205,39 @@ int document_arrays_begin(void) {
 }
 
 int document_buffer_begin(int capacity) {
-  buffer = static_cast<unsigned char*>(take_zero_pages(static_cast<size_t>(capacity)));
+  buffer = static_cast<unsigned char*>(take_kept(&kept_buffer, static_cast<size_t>(capacity), true));
   buffer_capacity = buffer != nullptr ? capacity : 0;
   if (buffer == nullptr) log_at(49, "ERROR: pdf_parser - out of memory - can not allocate buffer - %d \n", capacity);
   return buffer != nullptr;
 }
 
+// The records of an array that a document writes as a rule: as many as its count, and two more.
+// (Font records, pages and objects are written from index 0 up to their counters.)
+static size_t records_used(int count, size_t record_size) {
+  return (static_cast<size_t>(count > 0 ? count : 0) + 2) * record_size;
+}
+
 void document_buffer_end(void) {
-  give_back_pages(buffer, static_cast<size_t>(buffer_capacity));
+  // Written: the file, then the hidden objects up to the cursor; a margin is cleared behind it.
+  // Whatever lies past that is handed back, so the result is all zeros in any case.
+  size_t used = global_buffer_cursor > 0 ? static_cast<size_t>(global_buffer_cursor) + (64u << 10)
+                                         : static_cast<size_t>(buffer_capacity);
+  give_back_kept(&kept_buffer, buffer, static_cast<size_t>(buffer_capacity), used);
   buffer = nullptr;
   buffer_capacity = 0;
 }
 
 void document_arrays_end(void) {
   document_buffer_end();
-  give_back_pages(Briks, briks_size());
+  give_back_kept(&kept_briks, Briks, briks_size());
   Briks = nullptr;
-  give_back_pages(Font_CMAP, fonts_size());
+  give_back_kept(&kept_fonts, Font_CMAP, fonts_size(), records_used(global_font_count, sizeof(FontRecord)));
   Font_CMAP = nullptr;
-  give_back_pages(Pages, pages_size());
+  give_back_kept(&kept_pages, Pages, pages_size(), records_used(global_page_count, sizeof(PageRecord)));
   Pages = nullptr;
-  give_back_pages(obj, objects_size());
+  give_back_kept(&kept_objects, obj, objects_size(), records_used(global_obj_counter, sizeof(ObjectRecord)));
   obj = nullptr;
-  give_back_pages(nn_global_tmp, pairs_size());
+  give_back_kept(&kept_pairs, nn_global_tmp, pairs_size());
   nn_global_tmp = nullptr;
   free(global_headlines);
   global_headlines = nullptr;
@@ -315,7 +448,9 @@ int pdf_builder(char* path, char* account, char* library, char* time_stamp) {
   font_encoding_cmap_handler(0);
   master_new_images_added = 0;
 
+  text_font_lookup_begin();
   int blocks_created = run_page_loop(account, library);
+  text_font_lookup_end();
 
   // ---- end of the document ----
   document_buffer_end();

@@ -26,4 +26,10 @@ int evaluate_text_distance(float x1, float y1, float x2, float y2, int font_size
 // failed). Returns the briks it made.
 int text_processor_page(int length, int page);
 
+// The font look-up of the page loop: pdf_builder calls begin after the font pass and end after
+// the last page. In between the font records must not change; Tf is then answered from a map
+// built once per document instead of a walk over every record.
+void text_font_lookup_begin(void);
+void text_font_lookup_end(void);
+
 }  // extern "C"

@@ -10,6 +10,8 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <string>
+#include <unordered_map>
 
 #include "fonts/fonts.h"
 #include "objects/objects.h"
@@ -126,6 +128,53 @@ static int copy_window(int from, int to, char* out) {
   return n;
 }
 
+// ---- the font look-up of the page loop ----
+// The walk in read_font_operator compares the name with every font record and then looks for
+// the page in each match's page list; the last record that has both wins. In a document that
+// gives every page fonts of its own, that walk costs fonts times pages at every Tf. While the
+// page loop runs the records do not change, so pdf_builder has the answers built once per
+// document: a map from name and page to the last record holding both. The walk stays for any
+// other caller and for the deep debug level, whose lines it writes.
+static int font_lookup_ready = 0;
+static std::unordered_map<std::string, int> font_name_ids;
+static std::unordered_map<uint64_t, int> last_font_of;  // name id << 32 | page -> record
+
+static uint64_t font_page_key(int name_id, int page) {
+  return static_cast<uint64_t>(static_cast<uint32_t>(name_id)) << 32 | static_cast<uint32_t>(page);
+}
+
+static int indexed_font(const char* name, int page) {
+  auto id = font_name_ids.find(name);
+  if (id == font_name_ids.end()) return -1;
+  auto hit = last_font_of.find(font_page_key(id->second, page));
+  return hit == last_font_of.end() ? -1 : hit->second;
+}
+
+extern "C" {
+
+void text_font_lookup_begin(void) {
+  font_name_ids.clear();
+  last_font_of.clear();
+  font_lookup_ready = 0;
+  if (Font_CMAP == nullptr) return;
+  int fonts = global_font_count < GLOBAL_MAX_FONT_ENCODINGS ? global_font_count : GLOBAL_MAX_FONT_ENCODINGS;
+  for (int f = 0; f < fonts; f++) {
+    const FontRecord* font = &Font_CMAP[f];
+    int name_id = font_name_ids.emplace(font->font_name, static_cast<int>(font_name_ids.size())).first->second;
+    int pages = font->page_count < FONT_PAGE_LIST_SIZE ? font->page_count : FONT_PAGE_LIST_SIZE;
+    for (int p = 0; p < pages; p++) last_font_of[font_page_key(name_id, font->page_list[p])] = f;
+  }
+  font_lookup_ready = 1;
+}
+
+void text_font_lookup_end(void) {
+  font_lookup_ready = 0;
+  font_name_ids.clear();
+  last_font_of.clear();
+}
+
+}  // extern "C"
+
 // ---- font reader: the name and size in the TF_WINDOW bytes in front of the "T" of Tf at i ----
 static void read_font_operator(int i, int inside_box) {
   int w = i - TF_WINDOW > 0 ? i - TF_WINDOW : 0;
@@ -170,6 +219,17 @@ static void read_font_operator(int i, int inside_box) {
   }
   name[name_len] = 0;
   if (Font_CMAP == nullptr) return;
+  if (font_lookup_ready && !log_enabled(9)) {
+    int f = indexed_font(name, call_page);
+    if (f >= 0) {
+      font_index = f;
+      if (inside_box) {
+        is_bold = Font_CMAP[f].bold == 1;
+        is_italic = Font_CMAP[f].italic == 1;
+      }
+    }
+    return;
+  }
   int fonts = global_font_count < GLOBAL_MAX_FONT_ENCODINGS ? global_font_count : GLOBAL_MAX_FONT_ENCODINGS;
   for (int f = 0; f < fonts; f++) {
     const FontRecord* font = &Font_CMAP[f];
@@ -241,6 +301,13 @@ static int scan_stream(void) {
   const unsigned char* const bytes = stream;  // hot globals held in locals for the loop
   const int length = stream_len;
   for (int i = 0; i < length; i++) {
+    // Inside a box only an "E" can change anything here (step 2), so without the deep debug
+    // lines of every byte the scan goes straight to the next "E".
+    if (in_bt && !deep) {
+      const void* e = memchr(bytes + i, 'E', static_cast<size_t>(length - i));
+      if (e == nullptr) break;
+      i = static_cast<int>(static_cast<const unsigned char*>(e) - bytes);
+    }
     unsigned char c = bytes[i];
     // ---- 1. BT ----
     if (c == 'B' && !in_bt) {

@@ -6,6 +6,9 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <system_error>
+
+#include <fast_float/fast_float.h>
 
 #include "text/text.h"
 
@@ -28,9 +31,16 @@ struct WindowNumbers {
 };
 
 // atof of the token's first READER_NUMBER_CHARS characters, narrowed to 32 bits.
+// A token holds only digits, dots and a leading "-". The fast parser rounds exactly as strtod
+// does, reading the same longest prefix ("1.5.2" is 1.5); whatever it does not take as a whole
+// number (a lone "-" or ".", "-.", an out-of-range value) goes to atof, so the value is always
+// atof's.
 static float token_value(const char* token, int token_length) {
-  char text[READER_NUMBER_CHARS + 1];
   int n = token_length < READER_NUMBER_CHARS ? token_length : READER_NUMBER_CHARS;
+  double value = 0;
+  fast_float::from_chars_result r = fast_float::from_chars(token, token + n, value);
+  if (r.ec == std::errc()) return static_cast<float>(value);
+  char text[READER_NUMBER_CHARS + 1];
   memcpy(text, token, n);
   text[n] = 0;
   return static_cast<float>(atof(text));
