@@ -45,9 +45,10 @@ static double cpu_seconds() {
 }
 
 // FNV-1a over the file's bytes, line by line. A line holding `mask` (at its start when
-// `at_start`) counts only up to the mask's end: the time stamp or time that follows is dropped.
+// `at_start`), or `mask2` anywhere, counts only up to the mask's end: the time stamp or time that
+// follows is dropped.
 static uint64_t masked_checksum(const std::string& path, const char* mask, bool at_start,
-                                long* lines_out) {
+                                const char* mask2, long* lines_out) {
   uint64_t h = 1469598103934665603ull;
   auto add = [&h](const char* p, size_t n) {
     for (size_t i = 0; i < n; i++) h = (h ^ static_cast<unsigned char>(p[i])) * 1099511628211ull;
@@ -62,8 +63,10 @@ static uint64_t masked_checksum(const std::string& path, const char* mask, bool 
   while ((n = getline(&line, &cap, in)) > 0) {
     ++*lines_out;
     const char* at = at_start ? (strncmp(line, mask, mask_len) == 0 ? line : nullptr) : strstr(line, mask);
+    size_t len = mask_len;
+    if (at == nullptr && mask2 != nullptr && (at = strstr(line, mask2)) != nullptr) len = strlen(mask2);
     if (at != nullptr) {
-      add(line, static_cast<size_t>(at - line) + mask_len);
+      add(line, static_cast<size_t>(at - line) + len);
       add("\n", 1);
     } else {
       add(line, static_cast<size_t>(n));
@@ -153,8 +156,8 @@ int main(int argc, char** argv) {
   fflush(stdout);
 
   long brik_lines = 0, log_lines = 0;
-  uint64_t brik_sum = masked_checksum(brik_path, "<added_to_collection>: ", true, &brik_lines);
-  uint64_t log_sum = masked_checksum(log_path, "time elapsed - ", false, &log_lines);
+  uint64_t brik_sum = masked_checksum(brik_path, "<added_to_collection>: ", true, nullptr, &brik_lines);
+  uint64_t log_sum = masked_checksum(log_path, "time elapsed - ", false, "processing time - ", &log_lines);
   struct stat st{};
   stat(brik_path.c_str(), &st);
 

@@ -58,6 +58,14 @@ for spec in "${PACKAGES[@]}"; do
   fi
 done
 
+# The corpus is gathered again only when the list changed.
+STAMP="$(printf '%s\n' "${PACKAGES[@]}")"
+if [ -f "$CACHE/corpus/.list" ] && [ "$(cat "$CACHE/corpus/.list")" = "$STAMP" ]; then
+  echo "corpus: $(find "$CACHE/corpus" -name '*.pdf' | wc -l) PDFs (cached)" >&2
+  echo "$CACHE/corpus"
+  exit 0
+fi
+
 # Unpack each package once, then gather its PDFs into the flat folder.
 rm -rf "$CACHE/corpus.new"
 mkdir -p "$CACHE/corpus.new"
@@ -82,6 +90,7 @@ for spec in "${PACKAGES[@]}"; do
     esac
   done
 done
+printf '%s\n' "$STAMP" > "$CACHE/corpus.new/.list"
 rm -rf "$CACHE/corpus"
 mv "$CACHE/corpus.new" "$CACHE/corpus"
 

@@ -2,17 +2,7 @@
 // size, the hard bound, the smart edge, sentence ends and abbreviations, multi-byte characters,
 // one brik per box, the short and the long tail, the bounds that block cutting, the header text,
 // the brik's fields and the flush of a full Briks.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
-#include "doc_fixture.h"
-#include "page_text_run.h"
-#include "run/run_state.h"
-#include "text/text.h"
-
-using namespace pdftest;
+#include "suite.h"
 
 namespace {
 
@@ -34,43 +24,25 @@ std::string words(int count) {
 using Sizes = std::vector<size_t>;
 
 TEST(BrikCut, EdgeRulesAtSize400) {
-  struct Row {
-    std::string content;
-    Sizes expected;
-    const char* why;
-  } rows[] = {
-      {box(std::string(399, 'a')) + box(std::string(150, 'b')), {549},
-       "399 bytes wait for the next box; with no blank the closing pass cuts at the end"},
-      {box(std::string(399, 'a') + " " + std::string(150, 'b')), {400, 150},
-       "a blank at byte 400 ends the chunk and stays in it"},
-      {box(std::string(396, 'a') + " Dr. Smith" + std::string(150, 'z')), {401, 155},
-       "no cut at the dot of Dr.; the cut comes at the blank behind it"},
-      {box(std::string(393, 'a') + " Fig. 3. Next" + std::string(150, 'z')), {402, 154},
-       "a digit before the dot holds the cut back to the next blank"},
-      {box(std::string(399, 'a') + ". " + std::string(150, 'z')), {400, 151},
-       "a dot and a blank past the size end the chunk at the dot"},
+  struct { std::string content; Sizes expected; const char* why; } rows[] = {
+      {box(std::string(399, 'a')) + box(std::string(150, 'b')), {549}, "399 bytes wait; no blank: cut at the end"},
+      {box(std::string(399, 'a') + " " + std::string(150, 'b')), {400, 150}, "a blank at byte 400 ends the chunk"},
+      {box(std::string(396, 'a') + " Dr. Smith" + std::string(150, 'z')), {401, 155}, "no cut at the dot of Dr."},
+      {box(std::string(395, 'a') + " Mrs. " + std::string(150, 'z')), {401, 150}, "nor of Mrs."},
+      {box(std::string(397, 'a') + "Mr. " + std::string(150, 'z')), {401, 150}, "nor of Mr."},
+      {box(std::string(393, 'a') + " Fig. 3. Next" + std::string(150, 'z')), {402, 154}, "a digit before the dot holds"},
+      {box(std::string(399, 'a') + ". " + std::string(150, 'z')), {400, 151}, "a dot and a blank end it at the dot"},
+      {box(std::string(397, 'a') + ".b. " + std::string(150, 'z')), {401, 150}, "no end with a dot in the 5 bytes before"},
+      {box(std::string(399, 'a') + ".") + box(std::string(300, 'b')), {400, 300}, "a dot as the box's last byte"},
       {box(std::string(700, 'a')), {600, 100}, "no blank: the hard bound cuts at 600"},
-      {box(std::string(599, 'a') + "\xE9" + std::string(150, 'b')), {602, 149},
-       "a two-byte character at byte 600 is not split"},
-      {box(std::string(405, 'a') + "\\n\\n" + std::string(150, 'b')), {406, 151},
-       "two line ends cut at the first"},
+      {box(std::string(599, 'a') + "\xE9" + std::string(150, 'b')), {602, 149}, "a two-byte character is not split"},
+      {box(std::string(598, 'a') + "1." + std::string(150, 'x')), {601, 149}, "a digit and dot at 600 hold the bound"},
+      {box(std::string(405, 'a') + "\\n\\n" + std::string(150, 'b')), {406, 151}, "two line ends cut at the first"},
+      {box(std::string(405, 'a') + "\\r\\n" + std::string(150, 'b')), {406, 151}, "so do CR and LF"},
       {box(std::string(405, 'a') + "\\n" + std::string(300, 'b')), {600, 106}, "a single line end does not"},
-      {box(words(400)), {400, 400, 400, 400, 400},
-       "2000 bytes in one box: one brik at its end, the rest in the closing pass"},
+      {box(words(400)), {400, 400, 400, 400, 400}, "one brik at the box's end, the rest in the closing pass"},
       {box(std::string(450, 'a') + " " + std::string(100, 'b')), {451, 100}, "smart edge: the first blank"},
-      {box("     "), {}, "blanks only: no brik"},
-      {box(std::string(395, 'a') + " Mrs. " + std::string(150, 'z')), {401, 150},
-       "no cut at the dot of Mrs."},
-      {box(std::string(397, 'a') + "Mr. " + std::string(150, 'z')), {401, 150}, "nor at the dot of Mr."},
-      {box(std::string(397, 'a') + ".b. " + std::string(150, 'z')), {401, 150},
-       "a dot with another dot in the five bytes before it does not end the chunk"},
-      {box(std::string(598, 'a') + "1." + std::string(150, 'x')), {601, 149},
-       "a digit before a dot at byte 600 holds the hard bound back by one byte"},
-      {box(std::string(399, 'a') + ".") + box(std::string(300, 'b')), {400, 300},
-       "a dot as the last byte at the size ends the chunk at the box's end"},
-      {box(std::string(405, 'a') + "\\r\\n" + std::string(150, 'b')), {406, 151},
-       "a carriage return and a line feed cut at the first"},
-  };
+      {box("     "), {}, "blanks only: no brik"}};
   for (const auto& row : rows) {
     PageTextRun run;
     run.run(row.content);
@@ -97,50 +69,30 @@ TEST(BrikCut, PlainEdgeAndOtherSizes) {
   }
 }
 
-TEST(BrikCut, OneBrikPerBoxEnd) {
-  PageTextRun run;
-  run.run(box(std::string(1000, 'a')) + box("b"));
-  // Box 0 cuts 600 of the a's. At box 1, the 401 bytes left have no edge and are under the hard
-  // bound, so nothing is cut there; the closing pass cuts them as one brik.
-  ASSERT_EQ(sizes(run), (Sizes{600, 401}));
-  EXPECT_EQ(Briks[0].coords_cy, 0);
-  EXPECT_EQ(Briks[1].coords_cy, 2) << "the closing pass gives box_count as the box index";
-}
-
-TEST(BrikCut, ShortTail) {
+TEST(BrikCut, BoxEndsTailsAndBlocks) {
   {
     PageTextRun run;
-    run.run(box(std::string(399, 'a') + " " + std::string(50, 'b')));
-    ASSERT_EQ(sizes(run), (Sizes{450})) << "a tail of 50 joins the last brik with no separator";
-  }
-  {
-    PageTextRun run;
-    run.run(box(words(100)));
-    size_t before = global_brik_counter;
-    std::string last = Briks[before - 1].text;
+    run.run(box(std::string(1000, 'a')) + box("b"));
+    // Box 0 cuts 600. At box 1 the 401 bytes left have no edge and are under the hard bound; the
+    // closing pass cuts them, with box_count as the box index.
+    ASSERT_EQ(sizes(run), (Sizes{600, 401}));
+    EXPECT_EQ(Briks[1].coords_cy, 2);
     run.run(box(std::string(50, 't')));
-    EXPECT_EQ(static_cast<size_t>(global_brik_counter), before) << "a call that cut nothing drops its tail";
-    EXPECT_EQ(Briks[before - 1].text, last);
+    EXPECT_EQ(sizes(run), (Sizes{600, 401})) << "a call that cut nothing drops its tail";
   }
-  {
+  struct { std::string content; Sizes expected; int save_off; const char* why; } rows[] = {
+      {box(std::string(399, 'a') + " " + std::string(50, 'b')), {450}, -1, "a tail of 50 joins the last brik"},
+      {box(std::string(50, 't')), {50}, -1, "with no brik waiting, a short tail is a brik of its own"},
+      {box(std::string(2100, 'a')) + box(std::string(49000, 'b')) + box("c"), {600}, -1,
+       "box_text 49000 and core_text 1500: nothing more is cut, the closing pass neither"},
+      {box(words(100)), {}, 1, "a save-off stops cutting"}};
+  for (const auto& r : rows) {
     PageTextRun run;
-    run.run(box(std::string(50, 't')));
-    EXPECT_EQ(sizes(run), (Sizes{50})) << "with no brik waiting, a short tail is a brik of its own";
+    global_brik_save_off = r.save_off;
+    run.run(r.content);
+    global_brik_save_off = -1;
+    EXPECT_EQ(sizes(run), r.expected) << r.why;
   }
-}
-
-TEST(BrikCut, JoinAtTheCoreBoundBlocksTheRestOfTheCall) {
-  PageTextRun run;
-  run.run(box(std::string(2100, 'a')) + box(std::string(49000, 'b')) + box("c"));
-  EXPECT_EQ(sizes(run), (Sizes{600})) << "box_text 49000 and core_text 1500: nothing more is cut, the closing pass neither";
-}
-
-TEST(BrikCut, SaveOffStopsCutting) {
-  PageTextRun run;
-  global_brik_save_off = 1;
-  run.run(box(words(100)));
-  EXPECT_EQ(global_brik_counter, 0);
-  global_brik_save_off = -1;
 }
 
 TEST(BrikFields, TextBrik) {
@@ -148,34 +100,14 @@ TEST(BrikFields, TextBrik) {
   run.run("BT 1 0 0 1 72.9 700.5 Tm (" + words(100) + ") Tj ET", 2);
   ASSERT_EQ(global_brik_counter, 2);
   const BrikRecord& b = Briks[0];
-  EXPECT_STREQ(b.content_type, "text");
-  EXPECT_STREQ(b.file_type, "PDF");
-  EXPECT_EQ(b.master_index, 2);
-  EXPECT_EQ(b.coords_x, 72);
-  EXPECT_EQ(b.coords_y, 700);
-  EXPECT_EQ(b.coords_cx, 2);
-  EXPECT_EQ(b.coords_cy, 0);
-  EXPECT_EQ(b.sub_index, 0);
-  EXPECT_STREQ(b.table, "");
-  EXPECT_STREQ(b.external_files, "");
-  EXPECT_EQ(Briks[1].sub_index, 1);
-}
-
-TEST(BrikFields, PositionsTruncateUpToTheLargestFloatBelowTwoToThe31) {
-  struct Row {
-    const char* x;
-    int expected;
-    const char* why;
-  } rows[] = {
-      {"2147483520", 2147483520, "the largest float below 2^31 is an int and stays as it is"},
-      {"-2147483520", -2147483520, "and so is its negative"},
-      {"3000000000", 2147483647, "past the int range: held at its end"},
-  };
-  for (const auto& row : rows) {
-    PageTextRun run;
-    run.run(std::string("BT 1 0 0 1 ") + row.x + " 5 Tm (" + words(100) + ") Tj ET");
-    ASSERT_GE(global_brik_counter, 1) << row.why;
-    EXPECT_EQ(Briks[0].coords_x, row.expected) << row.why;
+  EXPECT_EQ(std::string(b.content_type) + b.file_type + b.table + b.external_files, "textPDF");
+  EXPECT_EQ(std::vector<int>({b.master_index, b.coords_x, b.coords_y, b.coords_cx, b.coords_cy, b.sub_index,
+                              Briks[1].sub_index}), std::vector<int>({2, 72, 700, 2, 0, 0, 1}));
+  // Positions truncate; the largest float below 2^31 is an int and stays, past the range is held.
+  for (const char* x : {"2147483520", "-2147483520", "3000000000"}) {
+    PageTextRun far;
+    far.run(std::string("BT 1 0 0 1 ") + x + " 5 Tm (" + words(100) + ") Tj ET");
+    EXPECT_EQ(Briks[0].coords_x, x[0] == '3' ? 2147483647 : atoi(x)) << x;
   }
 }
 

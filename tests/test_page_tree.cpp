@@ -1,36 +1,22 @@
 // tests/test_page_tree.cpp -- the page tree walk: levels, kids lists, the page cap and its
-// warnings; and whole documents through the document builder and the single-file entry.
-#include <gtest/gtest.h>
+// warnings; and a deep tree with a broken cross-reference table through the single-file entry.
+#include "suite.h"
 
-#include <chrono>
-#include <string>
-#include <vector>
+namespace {
 
-#include "doc_fixture.h"
-#include "objects/objects.h"
-#include "pdf_writer.h"
-#include "pdfbriks.h"
-#include "run/run_state.h"
-
-using namespace pdftest;
-
-static std::string refs(const std::vector<int>& numbers) {
+std::string refs(int first, int count) {
   std::string s;
-  for (int n : numbers) s += std::to_string(n) + " 0 R ";
+  for (int k = 0; k < count; k++) s += std::to_string(first + k) + " 0 R ";
   return s;
 }
 
-static std::vector<int> range(int first, int count) {
-  std::vector<int> v;
-  for (int k = 0; k < count; k++) v.push_back(first + k);
-  return v;
-}
+const std::string kCatalog = "%PDF-1.7\n1 0 obj<</Type/Catalog/Pages 2 0 R>>endobj\n";
 
-// Loads the bytes, takes object 1 as the catalog and walks the tree; returns the page numbers.
+// Loads the bytes, takes object 1 as the catalog and walks the tree.
 struct WalkedTree {
   explicit WalkedTree(const std::string& bytes) : doc(bytes) {
     get_obj(1);
-    catalog = global_tmp_obj;
+    catalog = global_tmp_obj;  // the walk reads the catalog's record
     result = catalog_to_page_handler(catalog.dict_start, catalog.dict_stop);
     for (int p = 0; p < global_page_count && p < GLOBAL_MAX_PAGES; p++) pages.push_back(Pages[p].page_obj);
   }
@@ -39,237 +25,113 @@ struct WalkedTree {
   std::vector<int> pages;
 };
 
-TEST(PageTree, FlatAndNestedTreesGiveDocumentOrder) {
-  std::vector<std::string> contents(64, text_lines_content({"x"}));
+TEST(PageTree, TreesGiveDocumentOrderAndKidsListQuirks) {
   std::vector<int> want;
   for (int k = 0; k < 64; k++) want.push_back(10 + 2 * k);
   for (int fanout : {0, 3, 2}) {  // flat; four levels; pages at level 6
-    WalkedTree t(simple_text_pdf(contents, fanout).build(Xref::sound));
+    WalkedTree t(simple_text_pdf(std::vector<std::string>(64, text_lines_content({"x"})), fanout).build());
     EXPECT_EQ(t.result, 0);
     EXPECT_EQ(t.pages, want) << "fanout " << fanout;
   }
+  const std::string pages = "10 0 obj<</Type/Page>>endobj\n11 0 obj<</Type/Page>>endobj\n";
+  struct { std::string tree; std::vector<int> want; const char* why; } rows[] = {
+      {"<</Type/Pages/Kids[10 0 R 0 0 R 11 0 R]>>", {10}, "0 0 R ends the list"},
+      {"<</Type/Pages/Kids[10 0 R 12 0 R 11 0 R]>>", {10, 11}, "a missing kid is passed over"},
+      {"<</Type/Pages/Kids[10 0 R 20 0 R]>>endobj\n20 0 obj<</Type/Font/BaseFont/X>>", {10, 20}, "a font is stored as a page"},
+      {"<</Type/Pages/Kids[10 0 R 21 0 R]>>endobj\n21 0 obj<</Type/Page/PagesX 1>>", {10}, "/PagesX: a node without kids"},
+      {"<</KidsX[11 0 R]/Kids[10 0 R]>>", {11}, "Kids is hit first in KidsX"},
+      // Level 4's list has one entry (node 103), so level 5 copies one kid of 103's three.
+      {"<</Kids[100 0 R]/Type/Pages>>endobj\n100 0 obj<</Type/Pages/Kids[101 0 R]>>endobj\n101 0 obj<</Type/Pages/Kids"
+       "[102 0 R]>>endobj\n102 0 obj<</Type/Pages/Kids[103 0 R]>>endobj\n103 0 obj<</Type/Pages/Kids[10 0 R 11 0 R 12 0 R]>>",
+       {10}, "level five copies as many as level four"}};
+  for (auto& r : rows) EXPECT_EQ(WalkedTree(kCatalog + "2 0 obj" + r.tree + "endobj\n" + pages).pages, r.want) << r.why;
 }
 
-TEST(PageTree, KidsListQuirks) {
-  struct Row { std::string kids; std::string extra; std::vector<int> want; const char* why; };
-  const Row rows[] = {
-      {"[10 0 R 0 0 R 11 0 R]", "", {10}, "0 0 R ends the list"},
-      {"[10 0 R 12 0 R 11 0 R]", "", {10, 11}, "a missing kid is passed over"},
-      {"[10 0 R 20 0 R]", "20 0 obj<</Type/Font/BaseFont/X>>endobj\n", {10, 20}, "a font is stored as a page"},
-      {"[10 0 R 21 0 R]", "21 0 obj<</Type/Page/PagesX 1>>endobj\n", {10}, "/PagesX makes a node without kids"},
-  };
-  for (const Row& r : rows) {
-    std::string bytes = "%PDF-1.7\n1 0 obj<</Type/Catalog/Pages 2 0 R>>endobj\n2 0 obj<</Type/Pages/Kids" + r.kids +
-                        ">>endobj\n10 0 obj<</Type/Page>>endobj\n11 0 obj<</Type/Page>>endobj\n" + r.extra;
-    WalkedTree t(bytes);
-    EXPECT_EQ(t.pages, r.want) << r.why;
-  }
-  std::string hit_in_longer_key = "%PDF-1.7\n1 0 obj<</Type/Catalog/Pages 2 0 R>>endobj\n"
-                                  "2 0 obj<</KidsX[11 0 R]/Kids[10 0 R]>>endobj\n"
-                                  "10 0 obj<</Type/Page>>endobj\n11 0 obj<</Type/Page>>endobj\n";
-  EXPECT_EQ(WalkedTree(hit_in_longer_key).pages, std::vector<int>{11}) << "Kids is hit first in KidsX";
-}
-
-TEST(PageTree, CountMismatchIsOnlyLogged) {
-  std::string bytes = "%PDF-1.7\n1 0 obj<</Type/Catalog/Pages 2 0 R>>endobj\n"
-                      "2 0 obj<</Type/Pages/Count 10/Kids[" + refs(range(10, 9)) + "]>>endobj\n";
-  for (int n = 10; n < 19; n++) bytes += std::to_string(n) + " 0 obj<</Type/Page>>endobj\n";
-  LogCapture log(10);
-  WalkedTree t(bytes);
-  EXPECT_EQ(t.pages.size(), 9u);
-  EXPECT_EQ(log.text(),
-            "DEBUG: pdf_parser - page count - 10- pages_found - 9 \n"
-            "DEBUG: pdf_parser - potential error - page_count not the same as global_page_count - 10 - 9 \n");
-}
-
-TEST(PageTree, MissingRoot) {
-  std::string no_pages = "%PDF-1.7\n1 0 obj<</Type/Catalog>>endobj\n";
-  std::string lost_root = "%PDF-1.7\n1 0 obj<</Type/Catalog/Pages 7 0 R>>endobj\n";
-  int saved = debug_mode;
-  {
-    LogCapture log(39);
-    debug_mode = 0;
-    EXPECT_EQ(WalkedTree(no_pages).result, 0);
-    EXPECT_EQ(log.text(), "WARNING: pdf_parser - pdf could not find page_root_obj - exiting. \n"
-                          "WARNING: pdf_parser - could not find page_root_obj - exiting - -1 \n");
-  }
-  {
-    LogCapture log(39);
-    debug_mode = 3;
-    EXPECT_EQ(WalkedTree(lost_root).result, -1);
-    EXPECT_EQ(log.text(), "WARNING: pdf_parser - could not find page_root_obj - exiting - 7 \n"
-                          "WARNING: pdf_parser - could not find /Page root str - exiting. \n");
-  }
-  debug_mode = saved;
-}
-
-// A tree whose pages (numbers from 10000) hang at level `depth`: a chain of single-kid nodes
-// 100, 101, ... above them. The level 3 node also lists 5000 missing kids, so that its count,
-// which bounds the copy of level 5, is large; missing kids are passed over.
-static std::string deep_tree(int depth, int pages) {
-  std::string s = "%PDF-1.7\n1 0 obj<</Type/Catalog/Pages 2 0 R>>endobj\n";
-  std::vector<int> root_kids = depth == 1 ? range(10000, pages) : std::vector<int>{100};
-  s += "2 0 obj<</Type/Pages/Kids[" + refs(root_kids) + "]>>endobj\n";
+// A tree whose pages (numbers from 10000) hang at level `depth`: a chain of single-kid nodes 100,
+// 101, ... above them. The level 3 node also lists 5000 missing kids, so that its count, which
+// bounds the copy of level 5, is large; missing kids are passed over.
+std::string deep_tree(int depth, int pages) {
+  std::string s = kCatalog + "2 0 obj<</Type/Pages/Kids[" + (depth == 1 ? refs(10000, pages) : "100 0 R ") + "]>>endobj\n";
   for (int level = 1; level < depth; level++) {
-    int node = 100 + level - 1;
-    std::string kids = level == depth - 1 ? refs(range(10000, pages)) : refs({node + 1});
-    if (level == 3 && depth >= 5) kids += refs(std::vector<int>(5000, 99999));
-    s += std::to_string(node) + " 0 obj<</Type/Pages/Kids[" + kids + "]>>endobj\n";
+    std::string kids = level == depth - 1 ? refs(10000, pages) : refs(100 + level, 1);
+    for (int k = 0; level == 3 && depth >= 5 && k < 5000; k++) kids += "99999 0 R ";
+    s += std::to_string(99 + level) + " 0 obj<</Type/Pages/Kids[" + kids + "]>>endobj\n";
   }
   for (int k = 0; k < pages; k++) s += std::to_string(10000 + k) + " 0 obj<</Type/Page>>endobj\n";
   return s;
 }
 
+// Each line appears at its limit and not one level above.
+void expect_line_at_limit(const std::string& bytes, const std::string& line, int limit, int times) {
+  for (int level : {limit, limit + 1}) {
+    LogCapture log(level);
+    WalkedTree t(bytes);
+    std::string text = log.text();
+    int lines = 0;
+    for (size_t at = text.find(line); at != std::string::npos; at = text.find(line, at + 1)) lines++;
+    EXPECT_EQ(lines, level == limit ? times : 0) << line << " at level " << level;
+  }
+}
+
 TEST(PageTree, PageCapPerLevel) {
-  struct Row { int depth; int count; const char* line; int limit; };
-  const Row rows[] = {
+  struct { int depth, count; const char* line; int limit; } rows[] = {
       {1, 5000, "WARNING:  pdf_parser - too many pages - exceeded GLOBAL_MAX_PAGES = 5000 \n", 39},
       {2, 5000, "WARNING:  pdf_parser - too many pages - exceeded cap of GLOBAL_MAX_PAGES = 5000 \n", 39},
       {3, 5000, "WARNING:  pdf_parser - too many pages - exceeded cap - stopping at GLOBAL_MAX_PAGES = 5000 \n", 39},
       {4, 5000, "WARNING: pdf_parser -             too many pages - exceeded           cap - GLOBAL_MAX_PAGES =            5000 \n", 39},
       {5, 5001, "DEBUG:  pdf_parser - too many pages - exceeded cap - stopping at GLOBAL_MAX_PAGES = 5000 \n", 9},
-      {6, 5001, "DEBUG: pdf_parser - too many pages - exceeded cap \n", 9},
-  };
-  for (const Row& r : rows) {
-    LogCapture log(r.limit);
-    WalkedTree t(deep_tree(r.depth, 5002));
+      {6, 5001, "DEBUG: pdf_parser - too many pages - exceeded cap \n", 9}};
+  for (auto& r : rows) {
+    std::string bytes = deep_tree(r.depth, 5002);
+    expect_line_at_limit(bytes, r.line, r.limit, r.depth <= 4 ? 2 : 1);  // once per page past the cap
+    WalkedTree t(bytes);
     EXPECT_EQ(global_page_count, r.count) << "depth " << r.depth;
     EXPECT_EQ(t.pages.back(), 10000 + GLOBAL_MAX_PAGES - 1);
     EXPECT_EQ(Pages[GLOBAL_MAX_PAGES].page_obj, 0) << "the spare entry is never written";
-    std::string text = log.text();
-    int lines = 0;
-    for (size_t at = text.find(r.line); at != std::string::npos; at = text.find(r.line, at + 1)) lines++;
-    EXPECT_EQ(lines, r.depth <= 4 ? 2 : 1) << "depth " << r.depth << ": once per page past the cap";
   }
 }
 
-TEST(PageTree, LinesAppearOnlyUpToTheirLimit) {
-  struct Row { std::string bytes; const char* line; int limit; };
-  std::string mismatch = "%PDF-1.7\n1 0 obj<</Type/Catalog/Pages 2 0 R>>endobj\n"
-                         "2 0 obj<</Type/Pages/Count 3/Kids[10 0 R]>>endobj\n10 0 obj<</Type/Page>>endobj\n";
-  const Row rows[] = {
-      {deep_tree(1, 5001), "WARNING:  pdf_parser - too many pages - exceeded GLOBAL_MAX_PAGES = 5000 \n", 39},
-      {deep_tree(5, 5001), "DEBUG:  pdf_parser - too many pages - exceeded cap - stopping at GLOBAL_MAX_PAGES", 9},
-      {mismatch, "DEBUG: pdf_parser - potential error - page_count not the same as global_page_count - 3 - 1 \n", 10},
-      {"%PDF-1.7\n1 0 obj<</Type/Catalog>>endobj\n", "WARNING: pdf_parser - pdf could not find page_root_obj", 39},
-  };
-  for (const Row& r : rows) {
-    for (int level : {r.limit, r.limit + 1}) {
-      LogCapture log(level);
-      WalkedTree t(r.bytes);
-      EXPECT_EQ(find(log.text(), r.line) != -1, level == r.limit) << r.line << " at level " << level;
-    }
+TEST(PageTree, CountMismatchMissingRootAndDeepLevels) {
+  std::string mismatch = kCatalog + "2 0 obj<</Type/Pages/Count 10/Kids[" + refs(10, 9) + "]>>endobj\n";
+  for (int n = 10; n < 19; n++) mismatch += std::to_string(n) + " 0 obj<</Type/Page>>endobj\n";
+  expect_line_at_limit(mismatch, "DEBUG: pdf_parser - page count - 10- pages_found - 9 \n"
+                                 "DEBUG: pdf_parser - potential error - page_count not the same as global_page_count - 10 - 9 \n", 10, 1);
+  int saved = debug_mode;
+  struct { std::string bytes; int debug, result; std::string log; } rows[] = {
+      {"%PDF-1.7\n1 0 obj<</Type/Catalog>>endobj\n", 0, 0, "WARNING: pdf_parser - pdf could not find page_root_obj - exiting. \n"
+       "WARNING: pdf_parser - could not find page_root_obj - exiting - -1 \n"},
+      {"%PDF-1.7\n1 0 obj<</Type/Catalog/Pages 7 0 R>>endobj\n", 3, -1, "WARNING: pdf_parser - could not find page_root_obj - "
+       "exiting - 7 \nWARNING: pdf_parser - could not find /Page root str - exiting. \n"}};
+  for (auto& r : rows) {
+    LogCapture log(39);
+    debug_mode = r.debug;
+    EXPECT_EQ(WalkedTree(r.bytes).result, r.result);
+    EXPECT_EQ(log.text(), r.log);
+    expect_line_at_limit(r.bytes, r.log.substr(0, 40), 39, 1);
   }
-}
-
-TEST(PageTree, DeepLevels) {
+  debug_mode = saved;
   {
     LogCapture log(9);
-    WalkedTree t(deep_tree(6, 2));
-    EXPECT_EQ(t.pages, (std::vector<int>{10000, 10001}));
-    std::string text = log.text();
-    EXPECT_NE(find(text, "DEBUG:  pdf_parser - catalog_to_page handler - need 6th loop - unusual nested loop "
-                         "-more pages- handlingDEBUG:  pdf_parser - dict found- very unlikely nesting pattern -"),
-              -1);
-    EXPECT_NE(find(text, "DEBUG:  pdf_parser - unusual case- found Pages deep nested loop - Found last page - "
-                         "<</Type/Page> \n"),
-              -1);
+    EXPECT_EQ(WalkedTree(deep_tree(6, 2)).pages, (std::vector<int>{10000, 10001}));
+    EXPECT_NE(find(log.text(), "DEBUG:  pdf_parser - catalog_to_page handler - need 6th loop - unusual nested loop "
+                               "-more pages- handlingDEBUG:  pdf_parser - dict found- very unlikely nesting pattern -"), -1);
+    EXPECT_NE(find(log.text(), "DEBUG:  pdf_parser - unusual case- found Pages deep nested loop - Found last page - "
+                               "<</Type/Page> \n"), -1);
   }
-  {
-    LogCapture log(50);
-    WalkedTree t(deep_tree(7, 2));
-    EXPECT_TRUE(t.pages.empty()) << "pages below six levels are lost";
-    EXPECT_EQ(log.text(),
-              "DEBUG:  pdf_parser - unusual case - did not find all pages - still more pages  nested at "
-              "layer 7 - not currently handled - 105 \n")
-        << "written at every level, with the node's number";
-  }
+  LogCapture log(50);
+  EXPECT_TRUE(WalkedTree(deep_tree(7, 2)).pages.empty()) << "pages below six levels are lost";
+  EXPECT_EQ(log.text(), "DEBUG:  pdf_parser - unusual case - did not find all pages - still more pages  nested at "
+                        "layer 7 - not currently handled - 105 \n") << "written at every level, with the node's number";
 }
-
-TEST(PageTree, LevelFiveCopiesAsManyAsLevelFour) {
-  // Level 4's list has one entry (node 103), so level 5 copies one kid of 103's three.
-  std::string s = "%PDF-1.7\n1 0 obj<</Type/Catalog/Pages 2 0 R>>endobj\n2 0 obj<</Kids[100 0 R]/Type/Pages>>endobj\n"
-                  "100 0 obj<</Type/Pages/Kids[101 0 R]>>endobj\n101 0 obj<</Type/Pages/Kids[102 0 R]>>endobj\n"
-                  "102 0 obj<</Type/Pages/Kids[103 0 R]>>endobj\n103 0 obj<</Type/Pages/Kids[10 0 R 11 0 R 12 0 R]>>endobj\n"
-                  "10 0 obj<</Type/Page>>endobj\n11 0 obj<</Type/Page>>endobj\n12 0 obj<</Type/Page>>endobj\n";
-  EXPECT_EQ(WalkedTree(s).pages, std::vector<int>{10});
-}
-
-// 1000 pages (numbers 10000 + 2k, content 10001 + 2k) under 10 nodes of 10 nodes each (numbers
-// from 200000), so that node and page numbers stay apart.
-static std::string thousand_page_tree() {
-  PdfWriter w;
-  w.add(1, "<</Type/Catalog/Pages 2 0 R>>");
-  w.add(3, "<</Type/Font/Subtype/Type1/BaseFont/Helvetica>>");
-  std::vector<int> top;
-  for (int a = 0; a < 10; a++) {
-    int upper = 200000 + a * 100;
-    top.push_back(upper);
-    std::vector<int> middle;
-    for (int b = 0; b < 10; b++) {
-      int node = upper + 1 + b;
-      middle.push_back(node);
-      std::vector<int> leaves;
-      for (int c = 0; c < 10; c++) leaves.push_back(10000 + 2 * (a * 100 + b * 10 + c));
-      w.add(node, "<</Type/Pages/Parent " + std::to_string(upper) + " 0 R/Kids[" + refs(leaves) + "]/Count 10>>");
-    }
-    w.add(upper, "<</Type/Pages/Parent 2 0 R/Kids[" + refs(middle) + "]/Count 100>>");
-  }
-  w.add(2, "<</Type/Pages/Kids[" + refs(top) + "]/Count 1000>>");
-  for (int k = 0; k < 1000; k++) {
-    int page = 10000 + 2 * k;
-    w.add(page, "<</Type/Page/MediaBox[0 0 612 792]/Resources<</Font<</F1 3 0 R>>>>/Contents " +
-                    std::to_string(page + 1) + " 0 R>>");
-    w.add_stream(page + 1, "", text_lines_content({"line one", "line two"}));
-  }
-  return w.build(Xref::missing);
-}
-
-TEST(PageTree, ThousandPagesTakeMilliseconds) {
-  std::string bytes = thousand_page_tree();
-  auto t0 = std::chrono::steady_clock::now();
-  WalkedTree t(bytes);
-  double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count();
-  ASSERT_EQ(t.pages.size(), 1000u);
-  EXPECT_EQ(t.pages[999], 10000 + 2 * 999);
-#ifndef __SANITIZE_ADDRESS__
-  EXPECT_LT(ms, 100.0);  // an instrumented build is slower; the bound holds for plain builds
-#endif
-  printf("object scan and page tree of 1000 pages (%d bytes): %.2f ms\n", t.doc.file_length, ms);
-}
-
-// ---- whole documents ----
-
 
 TEST(Documents, MultiLevelTreeWithBrokenXrefThroughTheEntry) {
-  std::vector<std::string> contents(40, text_lines_content({"Hello world"}));
   std::string folder = make_temp_dir("entry");
-  write_file(folder + "deep.pdf", simple_text_pdf(contents, 3).build(Xref::broken));
-  std::string log_path = folder + "run.log";
-  int pages = add_one_pdf_opts("acct", "lib", folder.c_str(), "deep.pdf", folder.c_str(), "briks.txt", 400, "",
-                               0, 1, 1, 600, 2, 1, 1, "", 10, log_path.c_str(), 60);
-  EXPECT_GE(pages, 0) << "no crash, no refusal";
-  EXPECT_LE(pages, 40) << "pages that yielded briks, as the text passes cut them";
-  EXPECT_NE(find(read_file(log_path), "DEBUG: pdf_parser - page count - 40- pages_found - 40 \n"), -1);
+  write_file(folder + "deep.pdf", simple_text_pdf(std::vector<std::string>(40, text_lines_content({"Hello world"})), 3)
+                                      .build(Xref::broken));
+  int pages = add_one_pdf_opts("acct", "lib", folder.c_str(), "deep.pdf", folder.c_str(), "briks.txt", 400, "", 0, 1, 1,
+                               600, 2, 1, 1, "", 10, (folder + "run.log").c_str(), 60);
+  EXPECT_TRUE(pages >= 0 && pages <= 40) << "pages that yielded briks, as the text passes cut them";
+  EXPECT_NE(find(read_file(folder + "run.log"), "DEBUG: pdf_parser - page count - 40- pages_found - 40 \n"), -1);
 }
 
-TEST(Documents, EncryptedAndCataloglessFilesAreRefused) {
-  PdfWriter encrypted = simple_text_pdf({text_lines_content({"a"})});
-  encrypted.trailer_extra = "/Encrypt 9 0 R";
-  PdfWriter in_dict;  // the /Encrypt entry first, far from the file's tail
-  in_dict.add(8, "<</Encrypt 9 0 R>>");
-  for (const auto& o : simple_text_pdf({text_lines_content({"a"})}).objects) in_dict.objects.push_back(o);
-  PdfWriter no_catalog;
-  no_catalog.add(2, "<</Type/Pages/Kids[]/Count 0>>");
-  LogCapture log(39);
-  EXPECT_EQ(run_pdf_builder(encrypted.build(Xref::sound)), -2);
-  EXPECT_EQ(run_pdf_builder(in_dict.build(Xref::sound)), -2);
-  EXPECT_EQ(run_pdf_builder(no_catalog.build(Xref::sound)), -1);
-  EXPECT_EQ(run_pdf_builder("%PDF-1.7\n"), -1) << "no object at all";
-  std::string text = log.text();
-  EXPECT_NE(find(text, "ERROR:  pdf_parser - encrypted pdf - can not process further - found Encrypt in pdf trailer. \n"), -1);
-  EXPECT_NE(find(text, "WARNING:  pdf_parser - encrypted pdf - can not process further - Encrypt Dict - <</Encrypt 9 0 R> \n"), -1);
-  EXPECT_NE(find(text, "ERROR: pdf_parser - catalog not found - unusual - exiting and returning error code - "
-                       "can not process further. \n"),
-            -1);
-}
+}  // namespace

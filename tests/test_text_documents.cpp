@@ -1,17 +1,7 @@
 // tests/test_text_documents.cpp -- whole documents through the single-file entry: a crafted PDF
 // whose brik file is compared byte for byte, several pages and streams, and small real PDFs
 // made by other tools, which must give their visible words.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
-#include "doc_fixture.h"
-#include "pdf_writer.h"
-#include "pdfbriks.h"
-#include "run/run_state.h"
-
-using namespace pdftest;
+#include "suite.h"
 
 namespace {
 
@@ -32,7 +22,7 @@ std::string without_stamps(std::string file) {
   return file;
 }
 
-std::string record(int block, int page, int x, int y, int cy, const std::string& text, const std::string& file) {
+std::string record(int block, int page, int x, int y, int cy, const std::string& text, const std::string& file = "doc.pdf") {
   return "\n<block_ID>: " + std::to_string(block) + ",\n<doc_ID>: 0,\n<content_type>: text,"
          "\n<file_type>: pdf,\n<master_index>: " + std::to_string(page) + ",\n<master_index2>: 0,"
          "\n<coords_x>: " + std::to_string(x) + ",\n<coords_y>: " + std::to_string(y) +
@@ -59,51 +49,31 @@ TEST(TextDocuments, WholeBrikFileByteForByte) {
   std::string page2;
   for (size_t k = 0; k < lines2.size(); k++) page2 += (k ? " " : "") + lines2[k];
   size_t cut = page2.find(' ', 399) + 1;
-  std::string expected = record(0, 1, 72, 706, 1, "Hello world Second line", "doc.pdf") +
-                         record(1, 2, 72, 622, 0, page2.substr(0, cut), "doc.pdf") +
-                         record(2, 2, 72, 622, 1, page2.substr(cut), "doc.pdf");
+  std::string expected = record(0, 1, 72, 706, 1, "Hello world Second line") +
+                         record(1, 2, 72, 622, 0, page2.substr(0, cut)) + record(2, 2, 72, 622, 1, page2.substr(cut));
   EXPECT_EQ(without_stamps(read_file(work + "briks.txt")), expected);
 }
 
-TEST(TextDocuments, ShortSecondPageJoinsOnlyWhenItsCallCutAChunk) {
+TEST(TextDocuments, ShortSecondPageAndRealPdfs) {
   std::string folder = make_temp_dir("doc_in");
+  write_file(folder + "two.pdf", simple_text_pdf({text_lines_content({"first page"}), text_lines_content({"second page"})}).build());
+  EXPECT_EQ(parse(folder, "two.pdf", make_temp_dir("doc_work"), 400), 1) << "the short tail of page 2 is dropped";
   std::string work = make_temp_dir("doc_work");
-  write_file(folder + "two.pdf",
-             simple_text_pdf({text_lines_content({"first page"}), text_lines_content({"second page"})}).build());
-  EXPECT_EQ(parse(folder, "two.pdf", work, 400), 1) << "the short tail of page 2 is dropped";
-  work = make_temp_dir("doc_work");
   EXPECT_EQ(parse(folder, "two.pdf", work, 5), 2) << "at size 5 page 2 cuts a chunk of its own";
-  std::string file = read_file(work + "briks.txt");
-  EXPECT_NE(find(file, "<text>: second "), -1);
-}
-
-struct RealPdf {
-  const char* name;
-  std::vector<std::string> words;
-  int pages;
-  const char* why;
-};
-
-TEST(TextDocuments, RealPdfsGiveTheirVisibleWords) {
-  const RealPdf rows[] = {
-      {"text_poster_ps.pdf",
-       {"Harvest", "Festival", "village", "square", "cider.", "Entry", "friend.", "Second", "schedule", "parade,"},
-       2, "PostScript through a PDF writer: standard fonts, literal strings, the quote operator"},
-      {"text_letter_office.pdf",
-       {"Quarterly", "shipping", "notice", "Springfield", "Friday.", "parcels", "Monday", "extension", "4417."},
-       1, "an office suite's PDF: subset TrueType font, ToUnicode map, hex strings in TJ arrays"},
-  };
-  for (const RealPdf& row : rows) {
-    std::string work = make_temp_dir("real");
-    EXPECT_EQ(parse(std::string(PDFBRIKS_TEST_DATA) + "/", row.name, work, 20), row.pages) << row.why;
-    std::string file = read_file(work + "briks.txt");
-    std::string texts;
-    for (size_t at = file.find("\n<text>: "); at != std::string::npos; at = file.find("\n<text>: ", at + 1)) {
+  EXPECT_NE(find(read_file(work + "briks.txt"), "<text>: second "), -1);
+  // Small PDFs from other tools must give their visible words: PostScript through a PDF writer
+  // (standard fonts, literal strings, the quote operator), and an office suite's PDF (subset
+  // TrueType font, ToUnicode map, hex strings in TJ arrays).
+  struct { const char* name; std::vector<std::string> words; int pages; } rows[] = {
+      {"text_poster_ps.pdf", {"Harvest", "Festival", "village", "cider.", "friend.", "Second", "schedule", "parade,"}, 2},
+      {"text_letter_office.pdf", {"Quarterly", "shipping", "Springfield", "Friday.", "parcels", "extension", "4417."}, 1}};
+  for (auto& r : rows) {
+    work = make_temp_dir("real");
+    EXPECT_EQ(parse(std::string(PDFBRIKS_TEST_DATA) + "/", r.name, work, 20), r.pages) << r.name;
+    std::string file = read_file(work + "briks.txt"), texts;
+    for (size_t at = file.find("\n<text>: "); at != std::string::npos; at = file.find("\n<text>: ", at + 1))
       texts += file.substr(at + 9, file.find(",\n<header_text>", at) - at - 9);
-    }
-    for (const std::string& word : row.words) {
-      EXPECT_NE(find(texts, word), -1) << row.name << ": " << word << "\n" << texts;
-    }
+    for (const std::string& word : r.words) EXPECT_NE(find(texts, word), -1) << r.name << ": " << word << "\n" << texts;
   }
 }
 

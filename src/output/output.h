@@ -19,4 +19,15 @@ int write_to_sqlite(int start, int stop, char* account_name, char* library_name,
 int write_to_mongo(int start, int stop, char* account_name, char* library_name, int doc_id,
                    int brik_id, char* time_stamp);
 
+// Run bookkeeping (db_status.cpp): the job's status row and the failure events. Result 0.
+int register_status_update(char* key, char* summary, char* start_time, char* end_time, int total,
+                           int current);
+int register_parser_event(char* job_id, char* library_name, char* account_name, char* file_name,
+                          char* message, char* ocr_flag, char* fail_flag, char* time_stamp);
+// Document identifiers and library totals (db_doc_ids.cpp). pull_new_doc_id: the new number, or
+// below 1 when there is none. Pages come before tables here.
+int pull_new_doc_id(char* account_name, char* library_name);
+int update_library_inc_totals(char* account_name, char* library_name, int documents, int blocks,
+                              int images, int pages, int tables);
+
 }  // extern "C"

@@ -109,6 +109,8 @@ struct DocumentRecord {
 extern BrikRecord* Briks;              // GLOBAL_MAX_BRIKS entries; per document, zero-filled
 extern DocumentRecord my_doc;          // not cleared between documents
 extern char* global_headlines;         // 50000 bytes; per document, first byte 0
+constexpr int FILES_PATH_SIZE = 300;   // one path of files; a longer path is left out of the run
+extern char (*files)[FILES_PATH_SIZE];  // batch entries: GLOBAL_MAX_INPUT_FILES paths, made per run, kept after it
 
 // ---- the log ----
 // A line is written when GLOBAL_LOGGER_LEVEL is at or below its limit: 9 deep debug, 10 debug,

@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 
 #include "fonts/fonts.h"
 #include "objects/objects.h"
@@ -12,10 +13,7 @@
 
 namespace pdftest {
 
-static char account[] = "acct";
-static char library[] = "lib";
-static char stamp[] = "Sat Nov 21 06:00:00 2026";
-static char brik_file_name[] = "briks.txt";
+static char account[] = "acct", library[] = "lib", stamp[] = "Sat Nov 21 06:00:00 2026", brik_file_name[] = "briks.txt";
 static std::string work_folder;
 
 PageTextRun::PageTextRun() : doc("%PDF-1.7\n", false) {
@@ -23,20 +21,12 @@ PageTextRun::PageTextRun() : doc("%PDF-1.7\n", false) {
   work_folder = work;
   GLOBAL_BRIK_SIZE = 400;
   MAX_CHUNK_SIZE = 600;
-  CHUNKING_SMART_EDGE = 1;
+  CHUNKING_SMART_EDGE = TABLE_GRID = GLOBAL_GET_HEADER_TEXT = 1;
   GLOBAL_ENCODING = 2;
-  GLOBAL_GET_HEADER_TEXT = 1;
-  GLOBAL_STRIP_HEADER = 0;
-  TABLE_STRATEGY = 0;
-  TABLE_GRID = 1;
-  GLOBAL_WRITE_TO_DB = 0;
+  GLOBAL_STRIP_HEADER = TABLE_STRATEGY = GLOBAL_WRITE_TO_DB = GLOBAL_ACTUAL_TEXT_FLAG = 0;
   GLOBAL_FONT_SIZE = 10;
   GLOBAL_PAGE_CMAP = -1;
-  GLOBAL_ACTUAL_TEXT_FLAG = 0;
-  master_brik_tracker = 0;
-  master_doc_tracker = 0;
-  master_page_brik_start = 0;
-  master_page_brik_stop = 0;
+  master_brik_tracker = master_doc_tracker = master_page_brik_start = master_page_brik_stop = 0;
   global_account_name = account;
   global_library_name = library;
   global_time_stamp = stamp;
@@ -44,11 +34,7 @@ PageTextRun::PageTextRun() : doc("%PDF-1.7\n", false) {
   global_write_to_filename = brik_file_name;
 }
 
-PageTextRun::~PageTextRun() {
-  std::string cmd = "rm -rf '" + work + "'";
-  if (system(cmd.c_str()) != 0) {
-  }
-}
+PageTextRun::~PageTextRun() { std::filesystem::remove_all(work); }
 
 int PageTextRun::run(const std::string& content, int page) {
   // Exactly the stream's bytes, so that a read past the end shows under the address sanitizer.

@@ -3,6 +3,7 @@
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -15,28 +16,22 @@ namespace pdftest {
 std::string deflate_bytes(const std::string& data) {
   uLongf size = compressBound(data.size());
   std::string out(size, '\0');
-  if (compress2(reinterpret_cast<Bytef*>(&out[0]), &size,
-                reinterpret_cast<const Bytef*>(data.data()), data.size(), 9) != Z_OK) {
+  if (compress2(reinterpret_cast<Bytef*>(&out[0]), &size, reinterpret_cast<const Bytef*>(data.data()), data.size(), 9) != Z_OK)
     throw std::runtime_error("deflate failed");
-  }
   out.resize(size);
   return out;
 }
 
 PdfWriter& PdfWriter::add(int number, const std::string& body, int generation) {
-  std::ostringstream s;
-  s << number << ' ' << generation << " obj\n" << body << "\nendobj\n";
-  objects.emplace_back(number, s.str());
+  objects.emplace_back(number, std::to_string(number) + " " + std::to_string(generation) + " obj\n" + body + "\nendobj\n");
   return *this;
 }
 
 PdfWriter& PdfWriter::add_stream(int number, const std::string& dict, const std::string& data,
                                  bool flate, int generation) {
   std::string payload = flate ? deflate_bytes(data) : data;
-  std::ostringstream s;
-  s << "<<" << dict << (flate ? "/Filter/FlateDecode" : "") << "/Length " << payload.size()
-    << ">>\nstream\n" << payload << "\nendstream";
-  return add(number, s.str(), generation);
+  return add(number, "<<" + dict + (flate ? "/Filter/FlateDecode" : "") + "/Length " + std::to_string(payload.size()) +
+                         ">>\nstream\n" + payload + "\nendstream", generation);
 }
 
 PdfWriter& PdfWriter::add_object_stream(int number,
@@ -50,11 +45,6 @@ PdfWriter& PdfWriter::add_object_stream(int number,
   std::string dict = "/Type/ObjStm/N " + std::to_string(members.size()) + "/First " +
                      std::to_string(head.size());
   return add_stream(number, dict, head + bodies, flate);
-}
-
-PdfWriter& PdfWriter::add_raw(const std::string& bytes) {
-  objects.emplace_back(-1, bytes);
-  return *this;
 }
 
 std::string PdfWriter::build(Xref xref) const {
@@ -99,51 +89,37 @@ PdfWriter simple_text_pdf(const std::vector<std::string>& page_contents, int fan
   PdfWriter w;
   w.add(1, "<</Type/Catalog/Pages 2 0 R>>");
   w.add(3, "<</Type/Font/Subtype/Type1/BaseFont/Helvetica/Encoding/WinAnsiEncoding>>");
-  std::vector<int> level;
-  for (size_t k = 0; k < page_contents.size(); k++) level.push_back(10 + 2 * static_cast<int>(k));
-
-  // Parents for every page and node, built bottom-up when a fanout is asked for.
-  std::vector<std::pair<int, std::vector<int>>> nodes;  // node number and kids
-  int next_node = 10 + 2 * static_cast<int>(page_contents.size()) + 1000;  // above every page
-  std::vector<int> parent_of_page(page_contents.size(), 2);
-  std::vector<std::pair<int, int>> node_parent;  // node number, parent number
-  if (fanout > 0) {
-    std::vector<int> current = level;
-    bool pages_level = true;
-    while (current.size() > static_cast<size_t>(fanout)) {
-      std::vector<int> up;
-      for (size_t i = 0; i < current.size(); i += fanout) {
-        int node = next_node++;
-        std::vector<int> kids(current.begin() + i,
-                              current.begin() + std::min(current.size(), i + fanout));
-        for (int kid : kids) {
-          if (pages_level) parent_of_page[(kid - 10) / 2] = node;
-          else node_parent.emplace_back(kid, node);
-        }
-        nodes.emplace_back(node, kids);
-        up.push_back(node);
+  int pages = static_cast<int>(page_contents.size());
+  std::vector<int> level, parent(10 + 2 * pages + 1000, 2);  // parent of each page and node
+  for (int k = 0; k < pages; k++) level.push_back(10 + 2 * k);
+  std::vector<std::pair<int, std::string>> nodes;  // node number and its kids
+  int next_node = 10 + 2 * pages + 1000;             // above every page
+  while (fanout > 0 && level.size() > static_cast<size_t>(fanout)) {  // levels of nodes, bottom-up
+    std::vector<int> up;
+    for (size_t i = 0; i < level.size(); i += fanout) {
+      std::string kids;
+      for (size_t j = i; j < std::min(level.size(), i + fanout); j++) {
+        kids += std::to_string(level[j]) + " 0 R ";
+        if (static_cast<size_t>(level[j]) >= parent.size()) parent.resize(level[j] + 1, 2);
+        parent[level[j]] = next_node;
       }
-      current = up;
-      pages_level = false;
+      nodes.emplace_back(next_node, kids);
+      up.push_back(next_node++);
     }
-    level = current;
+    level = up;
   }
   std::string kids;
   for (int n : level) kids += std::to_string(n) + " 0 R ";
-  w.add(2, "<</Type/Pages/Kids[" + kids + "]/Count " + std::to_string(page_contents.size()) + ">>");
+  w.add(2, "<</Type/Pages/Kids[" + kids + "]/Count " + std::to_string(pages) + ">>");
   for (const auto& node : nodes) {
-    int parent = 2;
-    for (const auto& np : node_parent) if (np.first == node.first) parent = np.second;
-    std::string node_kids;
-    for (int n : node.second) node_kids += std::to_string(n) + " 0 R ";
-    w.add(node.first, "<</Type/Pages/Parent " + std::to_string(parent) + " 0 R/Kids[" + node_kids +
-                          "]/Count " + std::to_string(node.second.size()) + ">>");
+    int parent_of = static_cast<size_t>(node.first) < parent.size() ? parent[node.first] : 2;
+    w.add(node.first, "<</Type/Pages/Parent " + std::to_string(parent_of) + " 0 R/Kids[" + node.second + "]/Count " +
+                          std::to_string(std::count(node.second.begin(), node.second.end(), 'R')) + ">>");
   }
-  for (size_t k = 0; k < page_contents.size(); k++) {
-    int page = 10 + 2 * static_cast<int>(k);
-    w.add(page, "<</Type/Page/Parent " + std::to_string(parent_of_page[k]) +
-                    " 0 R/MediaBox[0 0 612 792]/Resources<</Font<</F1 3 0 R>>>>/Contents " +
-                    std::to_string(page + 1) + " 0 R>>");
+  for (int k = 0; k < pages; k++) {
+    int page = 10 + 2 * k;
+    w.add(page, "<</Type/Page/Parent " + std::to_string(parent[page]) + " 0 R/MediaBox[0 0 612 792]/Resources<</Font<</F1 3 "
+                "0 R>>>>/Contents " + std::to_string(page + 1) + " 0 R>>");
     w.add_stream(page + 1, "", page_contents[k]);
   }
   return w;

@@ -34,8 +34,6 @@ struct PdfWriter {
   // bodies separated by one blank, /N and /First as usual.
   PdfWriter& add_object_stream(int number, const std::vector<std::pair<int, std::string>>& members,
                                bool flate = true);
-  // Raw bytes appended between objects, as they stand.
-  PdfWriter& add_raw(const std::string& bytes);
 
   std::string build(Xref xref = Xref::sound) const;
 };
