@@ -12,7 +12,8 @@ The library is found through PDFBRIKS_LIB, inside this package, or in build/ of 
 """
 from ._lib import library_path
 from .api import (ArgumentError, add_one_pdf, add_one_pdf_opts, add_pdf_main_dorvane,
-                  add_pdf_main_dorvane_config, add_pdf_main_dorvane_config_new)
+                  add_pdf_main_dorvane_config, add_pdf_main_dorvane_config_new,
+                  set_repair_mode)
 from .db import db_kind_of, library_totals, provision_database
 from .briks import FIELDS, BrikFileError, read_briks
 from .ingest import Totals, ingest, list_pdfs
@@ -22,6 +23,6 @@ __all__ = [
     "ArgumentError", "BrikFileError", "FIELDS", "FileResult", "IngestConfig", "Totals",
     "add_one_pdf", "add_one_pdf_opts", "add_pdf_main_dorvane", "add_pdf_main_dorvane_config",
     "add_pdf_main_dorvane_config_new", "db_kind_of", "ingest", "library_totals",
-    "provision_database", "library_path", "list_pdfs", "read_briks",
+    "provision_database", "library_path", "list_pdfs", "read_briks", "set_repair_mode",
     "run_share",
 ]

@@ -57,6 +57,8 @@ def add_ingest_options(ing: argparse.ArgumentParser) -> None:
       help="log level: 9 deep debug, 10 debug, 20 info, 40 errors (default 20)")
     a("-L", "--log-file", default="",
       help="append the library's log here (default: pdfbriks_run.log in the work folder)")
+    a("-r", "--repair", action="store_true",
+      help="repair mode: read the text the standard reading loses (default off)")
     a("-N", "--workers", type=int, default=1, help="worker processes (default 1)")
     a("--file-timeout", type=float, default=0.0,
       help="seconds one file may take before it is stopped and recorded as failed (default "
@@ -106,7 +108,7 @@ def config_from(args) -> tuple[str, IngestConfig] | None:
         get_header_text=args.header_text, table_grid=args.grid, logger_level=args.log_level,
         debug_mode=args.debug_mode,
         log_path=os.path.abspath(args.log_file or os.path.join(work, "pdfbriks_run.log")),
-        file_timeout=args.file_timeout,
+        file_timeout=args.file_timeout, repair=args.repair,
         status_interval=args.status_interval if args.status == 1 else 0)
 
 

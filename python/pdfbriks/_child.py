@@ -27,6 +27,7 @@ def main() -> int:
 
     from . import api
     api._lib.load()
+    api.set_repair_mode(bool(cfg.get("repair")))
 
     capture_path = os.path.join(private, "log")
     capture = os.open(capture_path, os.O_RDWR | os.O_CREAT | os.O_APPEND, 0o600)

@@ -1,4 +1,5 @@
-"""Finding and loading libpdfbriks.so, and the C signatures of its five entry points.
+"""Finding and loading libpdfbriks.so, and the C signatures of its five entry points and of
+the repair-mode switch.
 
 Look-up order: the PDFBRIKS_LIB environment variable; a libpdfbriks.so installed inside this
 package; build/libpdfbriks.so of the checkout this package was installed or run from.
@@ -71,6 +72,8 @@ def load() -> ctypes.CDLL:
                 fn = getattr(lib, name)
                 fn.argtypes = argtypes
                 fn.restype = ctypes.c_int
+            lib.set_repair_mode.argtypes = [_I]
+            lib.set_repair_mode.restype = None
             _lib = lib
         return _lib
 

@@ -115,6 +115,17 @@ def _call(name: str, *args):
         return fn(*args)
 
 
+def set_repair_mode(on: bool) -> None:
+    """Turns the repair mode on or off for this process's later calls. The mode reads text
+    that the standard reading loses (word gaps after every show operator, /Widths as numbers,
+    the catalog by its /Type, every content filter chain, Form XObject text, inherited
+    resources, ...); off, the output is the standard one. No entry point changes it."""
+    if not isinstance(on, (bool, int)):
+        raise TypeError("set_repair_mode: on must be a bool")
+    with _call_lock:
+        _lib.load().set_repair_mode(1 if on else 0)
+
+
 def add_one_pdf(account_name: str, library_name: str, input_folder: PathText,
                 file_name: str, image_folder: PathText, write_to_filename: str = "briks.txt",
                 brik_size: int = 400) -> int:

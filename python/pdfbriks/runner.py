@@ -60,6 +60,7 @@ class IngestConfig:
     log_path: str = ""              # the library's log lines are appended here; "" drops them
     status_interval: int = 10       # files between the job's "In Progress" rows; 0: none
     file_timeout: float = 0.0       # seconds per file; 0: no limit
+    repair: bool = False            # the library's repair mode (set_repair_mode) in every worker
 
     @property
     def write_to_db(self) -> bool:
