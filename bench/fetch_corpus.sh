@@ -47,11 +47,11 @@ mkdir -p "$CACHE/debs" "$CACHE/tree"
 cd "$CACHE/debs"
 
 # Download what is missing, pinned version first.
-for spec in "${PACKAGES[@]}"; do
-  name="${spec%%=*}"
+for pkg in "${PACKAGES[@]}"; do
+  name="${pkg%%=*}"
   if compgen -G "${name}_*.deb" > /dev/null; then continue; fi
-  if ! apt-get download "$spec" > /dev/null 2>&1; then
-    echo "warning: $spec is no longer served; fetching the current $name (checksums will differ)" >&2
+  if ! apt-get download "$pkg" > /dev/null 2>&1; then
+    echo "warning: $pkg is no longer served; fetching the current $name (checksums will differ)" >&2
     if ! apt-get download "$name" > /dev/null 2>&1; then
       echo "warning: $name could not be fetched; run 'apt-get update' first? skipped" >&2
     fi
@@ -69,8 +69,8 @@ fi
 # Unpack each package once, then gather its PDFs into the flat folder.
 rm -rf "$CACHE/corpus.new"
 mkdir -p "$CACHE/corpus.new"
-for spec in "${PACKAGES[@]}"; do
-  name="${spec%%=*}"
+for pkg in "${PACKAGES[@]}"; do
+  name="${pkg%%=*}"
   deb=$(compgen -G "${name}_*.deb" | head -n 1 || true)
   [ -n "$deb" ] || continue
   if [ ! -d "$CACHE/tree/$name" ]; then
