@@ -179,12 +179,6 @@ TEST(ImagePass, EachFilterGivesItsFileAndBrik) {
   }
 }
 
-TEST(ImagePass, PageWithoutTextExportsUnplacedImagesWithOcrFlag) {
-  ImageRun run = run_images(image_page({{kWH + kFlate, deflate_bytes(kRgb), false}}, "").build());
-  EXPECT_EQ(run.result, 1);
-  EXPECT_NE(record_of(run.briks, "image0_0.png").find("<table>: OCR_FLAG,"), std::string::npos);
-}
-
 TEST(ImagePass, FormTextAndMixedImages) {
   // Form 40 holds a Flate image, one with no filter (taken as Flate: the kind carries over, and
   // its result 0 counts), a DCT image, and a 3 x 3 DCT image that fails the size test and counts
@@ -215,8 +209,9 @@ TEST(ImagePass, FormTextAndMixedImages) {
 }
 
 TEST(ImagePass, FlushAtCapacityInsideTheHandler) {
-  // Three pages without text, 400 unplaced DCT entries each: the handler flushes at brik 1010
-  // with the moment's time; the end of the document flushes the other 190 with the run's stamp.
+  // Three pages without text, 400 unplaced DCT entries each: all are exported with the OCR mark;
+  // the handler flushes at brik 1010 with the moment's time; the end of the document flushes the
+  // other 190 with the run's stamp.
   PdfWriter w = simple_text_pdf({"", "", ""});
   std::string list;
   for (int k = 0; k < 400; k++) list += "/Im" + std::to_string(k) + " 20 0 R";
@@ -229,6 +224,7 @@ TEST(ImagePass, FlushAtCapacityInsideTheHandler) {
   EXPECT_EQ(count_of(run.briks, "<END_BLOCK>"), 1200);
   EXPECT_NE(run.briks.find("<block_ID>: 1199,"), std::string::npos);
   EXPECT_EQ(count_of(run.briks, "<added_to_collection>: t,"), 190);
+  EXPECT_EQ(count_of(run.briks, "<table>: OCR_FLAG,"), 1200);
 }
 
 TEST(ImageHandlers, LimitsAndFailuresAreCleanRefusals) {
