@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "doc_fixture.h"
 #include "pdf_writer.h"
 #include "pdfbriks.h"
 #include "run/run_state.h"
@@ -128,11 +129,6 @@ std::map<std::string, int> doc_ids(const std::string& brik_file) {
   return ids;
 }
 
-int count(const std::string& text, const std::string& needle) {
-  int n = 0;
-  for (size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1)) n++;
-  return n;
-}
 
 }  // namespace
 
@@ -162,11 +158,11 @@ TEST(BatchScan, CapacityAndLongPaths) {
   run3(in, BatchRun(), &log);
   GLOBAL_MAX_INPUT_FILES = saved;
   EXPECT_EQ(processed(log).size(), 2u);
-  EXPECT_EQ(count(log, "too many input files - exceeded GLOBAL_MAX_INPUT_FILES = 2 - left out - "), 1);
+  EXPECT_EQ(count_of(log, "too many input files - exceeded GLOBAL_MAX_INPUT_FILES = 2 - left out - "), 1);
   in = make_input("long_paths_are_left_out_of_runs", {{"a.pdf", doc}, {std::string(250, 'x') + ".pdf", doc}});
   run3(in, BatchRun(), &log);
   EXPECT_EQ(processed(log), std::vector<std::string>{"a.pdf"});
-  EXPECT_EQ(count(log, "WARNING: pdf_parser - input file path too long - left out - " + in + "xxx"), 1);
+  EXPECT_EQ(count_of(log, "WARNING: pdf_parser - input file path too long - left out - " + in + "xxx"), 1);
 }
 
 // Numbers run from unique_doc_num by finished documents, so the file after a failed one gets
@@ -210,10 +206,10 @@ TEST(BatchStatus, UpdatesAndTheClosingRow) {
     r.interval = row.interval;
     std::string log;
     EXPECT_EQ(run3(in + "../" + row.sub, r, &log, in + "../"), 0);
-    EXPECT_EQ(count(log, "INFO: pdf_parser - registered status to database - lib_pdf_parser_job7 - In Progress - "),
+    EXPECT_EQ(count_of(log, "INFO: pdf_parser - registered status to database - lib_pdf_parser_job7 - In Progress - "),
               row.updates);
-    EXPECT_EQ(count(log, "WARNING: pdf_parser - status interval not above 0"), row.interval <= 0 ? 1 : 0);
-    EXPECT_EQ(count(log, "WARNING: pdf_parser - input folder can not be opened"), row.sub[0] == 'm');
+    EXPECT_EQ(count_of(log, "WARNING: pdf_parser - status interval not above 0"), row.interval <= 0 ? 1 : 0);
+    EXPECT_EQ(count_of(log, "WARNING: pdf_parser - input folder can not be opened"), row.sub[0] == 'm');
     std::string n = std::to_string(row.files);
     EXPECT_EQ(rows(r.db_uri, "SELECT summary, total, current FROM status"), std::vector<std::string>{"Completed|" + n + "|" + n});
     std::vector<std::string> want = {row.files ? "lib_pdf_parser_job7|Completed|||" + n + "|" + n + "|files" : "0|0|0"};
@@ -241,7 +237,7 @@ TEST(BatchEvents, EventsAndTotals) {
   std::string tables_line = "INFO: pdf_parser - total tables created - " +
                             rows(r.db_uri, "SELECT tables FROM library")[0] + " \n";
   EXPECT_NE(log.find(tables_line), std::string::npos);
-  EXPECT_EQ(count(log, "WARNING: pdf_parser - no content captured"), 0);  // level 3: debug lines
+  EXPECT_EQ(count_of(log, "WARNING: pdf_parser - no content captured"), 0);  // level 3: debug lines
 }
 
 // Quotes in values written unescaped, and a library name that is not a plain identifier,
@@ -299,7 +295,7 @@ TEST(BatchLevels, LinesThatDiffer) {
   std::string log;
   run3(in, r, &log);
   EXPECT_EQ(log.rfind("INFO: pdf_parser - total pdf files processed - 1 \n", 0), 0u);
-  EXPECT_EQ(count(log, "\n"), 8);
+  EXPECT_EQ(count_of(log, "\n"), 8);
   EXPECT_NE(log.find("INFO: pdf_parser - Completed Parsing - processing time - "), std::string::npos);
   GLOBAL_LOGGER_LEVEL = 20;
 }

@@ -97,11 +97,6 @@ std::string record_of(const std::string& briks, const std::string& file) {
   return briks.substr(begin, end - begin);
 }
 
-int count_of(const std::string& hay, const std::string& needle) {
-  int n = 0;
-  for (size_t at = hay.find(needle); at != std::string::npos; at = hay.find(needle, at + 1)) n++;
-  return n;
-}
 
 const std::string kRgb = samples(20 * 16 * 3), kGrey = samples(20 * 16), kGreyInverted = samples(20 * 16, 0, true);
 const std::string kWH = "/Width 20/Height 16", kFlate = "/Filter/FlateDecode";

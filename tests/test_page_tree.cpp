@@ -66,10 +66,7 @@ void expect_line_at_limit(const std::string& bytes, const std::string& line, int
   for (int level : {limit, limit + 1}) {
     LogCapture log(level);
     WalkedTree t(bytes);
-    std::string text = log.text();
-    int lines = 0;
-    for (size_t at = text.find(line); at != std::string::npos; at = text.find(line, at + 1)) lines++;
-    EXPECT_EQ(lines, level == limit ? times : 0) << line << " at level " << level;
+    EXPECT_EQ(count_of(log.text(), line), level == limit ? times : 0) << line << " at level " << level;
   }
 }
 
