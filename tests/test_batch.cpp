@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "doc_fixture.h"
 #include "pdf_writer.h"
 #include "pdfbriks.h"
 #include "run/run_state.h"
@@ -74,6 +75,15 @@ struct BatchRun {
   int level = 20;
 };
 
+// Settings of a run into a fresh SQLite file beside the "in/" folder `in`.
+BatchRun into_sqlite(const std::string& in) {
+  BatchRun r;
+  r.db_kind = "sqlite";
+  r.db_uri = make_sqlite_db(in + "../", "lib");
+  r.write_to_db = 1;
+  return r;
+}
+
 // Level 3 over `folder`, the log in a file; returns the result, the log in `log`.
 int run3(const std::string& folder, const BatchRun& r, std::string* log,
          const std::string& work_in = "") {
@@ -119,11 +129,6 @@ std::map<std::string, int> doc_ids(const std::string& brik_file) {
   return ids;
 }
 
-int count(const std::string& text, const std::string& needle) {
-  int n = 0;
-  for (size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1)) n++;
-  return n;
-}
 
 }  // namespace
 
@@ -153,11 +158,11 @@ TEST(BatchScan, CapacityAndLongPaths) {
   run3(in, BatchRun(), &log);
   GLOBAL_MAX_INPUT_FILES = saved;
   EXPECT_EQ(processed(log).size(), 2u);
-  EXPECT_EQ(count(log, "too many input files - exceeded GLOBAL_MAX_INPUT_FILES = 2 - left out - "), 1);
+  EXPECT_EQ(count_of(log, "too many input files - exceeded GLOBAL_MAX_INPUT_FILES = 2 - left out - "), 1);
   in = make_input("long_paths_are_left_out_of_runs", {{"a.pdf", doc}, {std::string(250, 'x') + ".pdf", doc}});
   run3(in, BatchRun(), &log);
   EXPECT_EQ(processed(log), std::vector<std::string>{"a.pdf"});
-  EXPECT_EQ(count(log, "WARNING: pdf_parser - input file path too long - left out - " + in + "xxx"), 1);
+  EXPECT_EQ(count_of(log, "WARNING: pdf_parser - input file path too long - left out - " + in + "xxx"), 1);
 }
 
 // Numbers run from unique_doc_num by finished documents, so the file after a failed one gets
@@ -186,32 +191,29 @@ TEST(BatchNumbers, FromUniqueDocNum) {
   }
 }
 
-// Status updates start above 20 files, every `interval` files from index 0; the run ends with
-// "Completed"; an interval of 0 gives one warning and no periodic update.
-TEST(BatchStatus, TwentyAndTwentyOneFiles) {
-  struct Row {
-    int files;
-    int interval;
-    int updates;
-  } table[] = {{20, 10, 0}, {21, 10, 3}, {21, 0, 0}};
-  for (const Row& row : table) {
+// Status updates start above 20 files, every `interval` files from index 0; an interval of 0
+// gives one warning and no periodic update. The run ends with "Completed" whatever the flag, also
+// for an empty folder and for one that does not open (which says so); no documents add zeros.
+TEST(BatchStatus, UpdatesAndTheClosingRow) {
+  struct { int files, interval, updates; const char* sub; } table[] = {
+      {20, 10, 0, "in/"}, {21, 10, 3, "in/"}, {21, 0, 0, "in/"}, {0, 10, 0, "in/"}, {0, 10, 0, "missing/"}};
+  for (const auto& row : table) {
     std::vector<std::pair<std::string, std::string>> docs;
     for (int i = 0; i < row.files; i++) docs.push_back({"d" + std::to_string(i) + ".pdf", kNoCatalog});
     std::string in = make_input("status", docs);
-    BatchRun r;
-    r.db_kind = "sqlite";
-    r.db_uri = make_sqlite_db(in + "../", "lib");
-    r.write_to_db = 1;
-    r.status_flag = 1;
+    BatchRun r = into_sqlite(in);
+    r.status_flag = row.files > 0;
     r.interval = row.interval;
     std::string log;
-    run3(in, r, &log);
-    EXPECT_EQ(count(log, "INFO: pdf_parser - registered status to database - lib_pdf_parser_job7 - In Progress - "),
+    EXPECT_EQ(run3(in + "../" + row.sub, r, &log, in + "../"), 0);
+    EXPECT_EQ(count_of(log, "INFO: pdf_parser - registered status to database - lib_pdf_parser_job7 - In Progress - "),
               row.updates);
-    EXPECT_EQ(count(log, "WARNING: pdf_parser - status interval not above 0"), row.interval <= 0 ? 1 : 0);
+    EXPECT_EQ(count_of(log, "WARNING: pdf_parser - status interval not above 0"), row.interval <= 0 ? 1 : 0);
+    EXPECT_EQ(count_of(log, "WARNING: pdf_parser - input folder can not be opened"), row.sub[0] == 'm');
     std::string n = std::to_string(row.files);
-    EXPECT_EQ(rows(r.db_uri, "SELECT * FROM status"),
-              std::vector<std::string>{"lib_pdf_parser_job7|Completed|||" + n + "|" + n + "|files"});
+    EXPECT_EQ(rows(r.db_uri, "SELECT summary, total, current FROM status"), std::vector<std::string>{"Completed|" + n + "|" + n});
+    std::vector<std::string> want = {row.files ? "lib_pdf_parser_job7|Completed|||" + n + "|" + n + "|files" : "0|0|0"};
+    EXPECT_EQ(rows(r.db_uri, row.files ? "SELECT * FROM status" : "SELECT documents, blocks, pages FROM library"), want);
   }
 }
 
@@ -222,10 +224,7 @@ TEST(BatchEvents, EventsAndTotals) {
   std::string in = make_input("events", {{"nocat.pdf", kNoCatalog}, {"enc.pdf", encrypted_pdf()},
                                          {"empty.pdf", empty_pdf()}, {"good.pdf", good_pdf("one")},
                                          {"table.pdf", table_pdf}});
-  BatchRun r;
-  r.db_kind = "sqlite";
-  r.db_uri = make_sqlite_db(in + "../", "lib");
-  r.write_to_db = 1;
+  BatchRun r = into_sqlite(in);
   std::string log;
   int pages = run3(in, r, &log);
   EXPECT_EQ(rows(r.db_uri, "SELECT job_id, parser_type, library_name, account_name, file_name, message, "
@@ -238,35 +237,14 @@ TEST(BatchEvents, EventsAndTotals) {
   std::string tables_line = "INFO: pdf_parser - total tables created - " +
                             rows(r.db_uri, "SELECT tables FROM library")[0] + " \n";
   EXPECT_NE(log.find(tables_line), std::string::npos);
-  EXPECT_EQ(count(log, "WARNING: pdf_parser - no content captured"), 0);  // level 3: debug lines
-}
-
-// An empty folder still adds zeros to the totals and registers "Completed" with 0 and 0; a
-// folder that does not open says so and ends the same way.
-TEST(BatchFolders, EmptyAndMissing) {
-  for (const char* sub : {"in/", "missing/"}) {
-    std::string in = make_input("empty", {});
-    std::string folder = in + "../" + sub;
-    BatchRun r;
-    r.db_kind = "sqlite";
-    r.db_uri = make_sqlite_db(in + "../", "lib");
-    r.write_to_db = 1;
-    std::string log;
-    EXPECT_EQ(run3(folder, r, &log, in + "../"), 0);
-    EXPECT_EQ(rows(r.db_uri, "SELECT summary, total, current FROM status"), std::vector<std::string>{"Completed|0|0"});
-    EXPECT_EQ(rows(r.db_uri, "SELECT documents, blocks, pages FROM library"), std::vector<std::string>{"0|0|0"});
-    EXPECT_EQ(count(log, "WARNING: pdf_parser - input folder can not be opened"), std::string(sub) == "missing/");
-  }
+  EXPECT_EQ(count_of(log, "WARNING: pdf_parser - no content captured"), 0);  // level 3: debug lines
 }
 
 // Quotes in values written unescaped, and a library name that is not a plain identifier,
 // refuse the statement with a reason; no SQL of theirs runs and the tables stay whole.
 TEST(BatchGuard, RefusedStatements) {
   std::string in = make_input("guard", {{"it's.pdf", kNoCatalog}, {"good.pdf", good_pdf("one")}});
-  BatchRun r;
-  r.db_kind = "sqlite";
-  r.db_uri = make_sqlite_db(in + "../", "lib");
-  r.write_to_db = 1;
+  BatchRun r = into_sqlite(in);
   r.job_id = "x'); DROP TABLE status; --";
   r.unique_doc_num = -1;
   r.level = 10;
@@ -317,7 +295,7 @@ TEST(BatchLevels, LinesThatDiffer) {
   std::string log;
   run3(in, r, &log);
   EXPECT_EQ(log.rfind("INFO: pdf_parser - total pdf files processed - 1 \n", 0), 0u);
-  EXPECT_EQ(count(log, "\n"), 8);
+  EXPECT_EQ(count_of(log, "\n"), 8);
   EXPECT_NE(log.find("INFO: pdf_parser - Completed Parsing - processing time - "), std::string::npos);
   GLOBAL_LOGGER_LEVEL = 20;
 }

@@ -39,6 +39,24 @@ void provision_bookkeeping(DbPlace& place, const std::string& library) {
 
 long long num(const DbRow& row, const char* name) { return field(row, name).number; }
 std::string str(const DbRow& row, const char* name) { return field(row, name).str; }
+// The named fields of `row` as "a|b|c" (numbers or texts).
+std::string fields(const DbRow& row, std::initializer_list<const char*> names) {
+  std::string out;
+  for (const char* n : names) {
+    DbValue v = field(row, n);
+    out += (out.empty() ? "" : "|") + (v.kind == DbValue::text ? v.str : std::to_string(v.number));
+  }
+  return out;
+}
+
+// A work folder whose "in/" holds a.pdf (one line of text) and b.pdf (no catalog).
+std::string two_documents(const char* tag) {
+  std::string work = make_temp_dir(tag);
+  mkdir((work + "in/").c_str(), 0755);
+  write_file(work + "in/a.pdf", simple_text_pdf({text_lines_content({"alpha"})}).build());
+  write_file(work + "in/b.pdf", "%PDF-1.7\n1 0 obj\n<< >>\nendobj\n");
+  return work;
+}
 
 class BatchBackend : public testing::TestWithParam<Backend> {};
 
@@ -48,11 +66,7 @@ TEST_P(BatchBackend, FolderRun) {
   DbPlace place(GetParam(), "lib");
   if (!place.skip().empty()) GTEST_SKIP() << place.skip();
   provision_bookkeeping(place, "lib");
-  std::string work = make_temp_dir("batchdb");
-  std::string in = work + "in/";
-  mkdir(in.c_str(), 0755);
-  write_file(in + "a.pdf", simple_text_pdf({text_lines_content({"alpha"})}).build());
-  write_file(in + "b.pdf", "%PDF-1.7\n1 0 obj\n<< >>\nendobj\n");
+  std::string work = two_documents("batchdb"), in = work + "in/";
   int pages = add_pdf_main_dorvane_config_new(
       place.account.c_str(), "lib", in.c_str(), backend_name(GetParam()), place.uri.c_str(),
       place.account.c_str(), "", "", work.c_str(), 60, 1, 1, "briks.txt", 400, -1, 1, 10, "j1",
@@ -66,21 +80,11 @@ TEST_P(BatchBackend, FolderRun) {
     EXPECT_EQ(num(b, "doc_ID"), a_number);
     EXPECT_EQ(str(b, "file_source"), "a.pdf");
   }
-  std::vector<DbRow> library = place.rows("library");
-  ASSERT_EQ(library.size(), 1u);
-  EXPECT_EQ(num(library[0], "unique_doc_id"), 2);
-  EXPECT_EQ(num(library[0], "documents"), 1);
-  EXPECT_EQ(num(library[0], "blocks"), static_cast<long long>(briks.size()));
-  EXPECT_EQ(num(library[0], "pages"), 1);
-  std::vector<DbRow> events = place.rows("parser_events");
-  ASSERT_EQ(events.size(), 1u);
-  EXPECT_EQ(str(events[0], "message"), "NO_CATALOG");
-  EXPECT_EQ(str(events[0], "file_name"), in + "b.pdf");
-  std::vector<DbRow> status = place.rows("status");
-  ASSERT_EQ(status.size(), 1u);
-  EXPECT_EQ(str(status[0], "key"), "lib_pdf_parser_j1");
-  EXPECT_EQ(str(status[0], "summary"), "Completed");
-  EXPECT_EQ(num(status[0], "total") * 10 + num(status[0], "current"), 22);
+  std::vector<DbRow> library = place.rows("library"), events = place.rows("parser_events"), status = place.rows("status");
+  ASSERT_EQ(library.size() * 100 + events.size() * 10 + status.size(), 111u);
+  EXPECT_EQ(fields(library[0], {"unique_doc_id", "documents", "blocks", "pages"}), "2|1|" + std::to_string(briks.size()) + "|1");
+  EXPECT_EQ(fields(events[0], {"message", "file_name"}), "NO_CATALOG|" + in + "b.pdf");
+  EXPECT_EQ(fields(status[0], {"key", "summary", "total", "current"}), "lib_pdf_parser_j1|Completed|2|2");
   // A new row on PostgreSQL holds the word start_time; MongoDB alone adds the sender.
   EXPECT_EQ(str(status[0], "start_time"), GetParam() == Backend::postgres ? "start_time" : "");
   EXPECT_EQ(str(status[0], "sender"), GetParam() == Backend::mongo ? "pdf_parser" : "");
@@ -145,11 +149,7 @@ TEST(BatchLevels, OneIntoMongoTwoIntoSqlite) {
     DbPlace place(backend, "lib");
     if (!place.skip().empty()) continue;
     provision_bookkeeping(place, "lib");
-    std::string work = make_temp_dir("levels12");
-    std::string in = work + "in/";
-    mkdir(in.c_str(), 0755);
-    write_file(in + "a.pdf", simple_text_pdf({text_lines_content({"alpha"})}).build());
-    write_file(in + "b.pdf", "%PDF-1.7\n1 0 obj\n<< >>\nendobj\n");
+    std::string work = two_documents("levels12"), in = work + "in/";
     testing::internal::CaptureStdout();
     if (backend == Backend::mongo) {
       add_pdf_main_dorvane(place.account.c_str(), "lib", in.c_str(), place.uri.c_str(), work.c_str(),

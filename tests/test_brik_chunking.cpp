@@ -130,11 +130,7 @@ TEST(BrikFlush, The1010thBrikFlushesOnTheSpot) {
   EXPECT_EQ(master_brik_tracker, 1010);
   EXPECT_EQ(master_page_brik_start, 0);
   std::string file = run.brik_file();
-  int records = 0;
-  for (size_t at = file.find("<END_BLOCK>"); at != std::string::npos; at = file.find("<END_BLOCK>", at + 1)) {
-    records++;
-  }
-  EXPECT_EQ(records, 1010);
+  EXPECT_EQ(count_of(file, "<END_BLOCK>"), 1010);
   EXPECT_NE(find(file, "\n<block_ID>: 1009,"), -1);
   EXPECT_EQ(find(file, "\n<block_ID>: 1010,"), -1);
 }

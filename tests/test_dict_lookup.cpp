@@ -33,18 +33,11 @@ TEST(ByteReaders, NumbersAndTextsFromTheBuffer) {
   EXPECT_STREQ(get_string_from_buffer(buffer_capacity - 10, buffer_capacity + 100), "") << "nothing past the buffer";
 }
 
-TEST(ByteReaders, ByteArrays) {
+TEST(ByteReaders, NumbersFromByteArrays) {
   EXPECT_EQ(get_int_from_byte_array(byte_array("").data()), -1) << "empty is -1, not 0";
   EXPECT_EQ(get_int_from_byte_array(byte_array(" 4 2").data()), 42) << "blanks are dropped";
   EXPECT_EQ(get_int_from_byte_array(byte_array(std::string(60, '9')).data()),
             get_int_from_byte_array(byte_array(std::string(45, '9')).data())) << "read only as far as 45 characters";
-  EXPECT_FLOAT_EQ(get_float_from_byte_array(byte_array("-1.5").data()), -1.5f);
-  EXPECT_FLOAT_EQ(get_float_from_byte_array(byte_array("").data()), 0.0f);
-  std::vector<int64_t> text = {'/', 'F', 0, '1', 0x141};
-  EXPECT_STREQ(get_string_from_byte_array(text.data(), 5), "/F1A") << "0 adds nothing; low byte";
-  EXPECT_STREQ(get_string_from_byte_array(text.data(), 2), "/F");
-  std::vector<int64_t> many(12000, 'a');
-  EXPECT_EQ(strlen(get_string_from_byte_array(many.data(), 12000)), 10000u);
 }
 
 TEST(DictLookup, SearchHitsInsideLongerWordsAndStaysInside) {
@@ -116,17 +109,6 @@ TEST(DictLookup, ExtractPairs) {
   EXPECT_EQ(extract_obj_from_buffer(0, len(s) + 1), GLOBAL_NN_TMP_COUNT);
   EXPECT_EQ(nn_global_tmp[GLOBAL_NN_TMP_COUNT - 1].number, GLOBAL_NN_TMP_COUNT);
   EXPECT_NE(find(log.text(), "rest dropped"), -1);
-}
-
-TEST(DictLookup, ByteArrayForms) {
-  auto a = byte_array("/Font 5 0 R /F12 ");
-  int n = len("/Font 5 0 R /F12 ");
-  EXPECT_EQ(dict_search(a.data(), n, font_seq, 4), 1);
-  EXPECT_EQ(dict_search(a.data(), n, kids_seq, 4), 0) << "0, not -1";
-  EXPECT_EQ(dict_search(a.data(), 3, font_seq, 4), 0) << "the compare stays inside the length";
-  LoadedDoc doc("", false);
-  EXPECT_EQ(extract_obj_from_dict_value(a.data(), n), 1);
-  EXPECT_EQ(std::string(nn_global_tmp[0].name) + std::to_string(nn_global_tmp[0].number), "/Font5");
 }
 
 }  // namespace

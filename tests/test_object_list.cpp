@@ -191,10 +191,7 @@ TEST(ObjectStreams, BufferAndCounterLimits) {
   EXPECT_EQ(get_obj(20), 199997);
   EXPECT_EQ(get_obj(21) + get_obj(22), -2) << "written at 199998 and overwritten, never counted";
   std::string line = "WARNING: pdf_parser - global obj counter exceeeded MAX - 200,000 objects- unusual case - ";
-  std::string text = log.text();
-  int lines = 0;
-  for (size_t at = text.find(line); at != std::string::npos; at = text.find(line, at + 1)) lines++;
-  EXPECT_EQ(lines, 3) << "once for each object past 199000";
+  EXPECT_EQ(count_of(log.text(), line), 3) << "once for each object past 199000";
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // tests/test_tables_e2e.cpp -- whole documents through add_one_pdf_opts: crafted pages whose text
-// stands in a grid (placed with Tm or with Td), with gaps, with split fragments, prose, each
-// table option; and one small PDF that an office suite made from an HTML table.
+// stands in a grid (placed with Tm or with Td), prose, each table option; and one small PDF that
+// an office suite made from an HTML table. Gaps and joined fragments are in test_table_grid.
 #include "suite.h"
 
 namespace {
@@ -75,28 +75,6 @@ TEST(TablesEndToEnd, NumericGridsPlacedWithTmAndTd) {
   ASSERT_EQ(tables.size(), 1u);
   EXPECT_NE(find(tables[0].table, " <tr> <th> <A1> 1000.50 </th> <th> <B1> 1001.51 </th> "), -1);
   EXPECT_NE(find(tables[0].table, "<th> <E7> 1226.54 </th>  </tr> "), -1) << tables[0].table;
-}
-
-TEST(TablesEndToEnd, GapsAndSplitFragments) {
-  std::vector<Row> rows;
-  const char* labels[] = {"Revenue", "Cost", "Gross", "Expenses", "Operating", "Interest", "Taxes", "Net", "Shares"};
-  for (int r = 0; r < 9; r++) {
-    rows.push_back({{72, labels[r]}});
-    for (int c = 0; c < 4; c++)
-      if (!(r == 3 && (c == 1 || c == 2)) && !(r == 6 && c == 0))  // the gaps
-        rows[r].push_back({200 + 80 * c, std::to_string(2000 + 111 * r + c) + ".00"});
-  }
-  rows[1] = {{72, "Tot"}, {110, "al"}, {200, "1.5"}, {280, "2.5"}, {360, "3.5"}, {440, "4.5"}};
-  auto tables = one_page(page(rows));
-  ASSERT_EQ(tables.size(), 1u);
-  const std::string& t = tables[0].table;
-  EXPECT_NE(find(t, " <tr> <th> <A4> Expenses </th> <th> <B4> 2333.00 </th> <th> <C4>  </th> <th> <D4>  </th> "
-                    "<th> <E4> 2336.00 </th>  </tr> "), -1) << t;
-  EXPECT_NE(find(t, " <tr> <th> <A7> Taxes </th> <th> <B7>  </th> <th> <C7> 2667.00 </th> "), -1) << t;
-  // Tot and al are neighbours and join; the last column of such a row lives only in the text.
-  EXPECT_NE(find(t, " <tr> <th> <A2> Total </th> <th> <B2> 1.5 </th> <th> <C2> 2.5 </th> <th> <D2> 3.5 </th>  </tr> "),
-            -1) << t;
-  EXPECT_NE(find(tables[0].text, "Tot al 1.5 2.5 3.5 4.5 "), -1);
 }
 
 TEST(TablesEndToEnd, ProseAndTableOptions) {

@@ -12,26 +12,8 @@ from pdfbriks.runner import IngestConfig
 pytestmark = pytest.mark.needs_lib
 
 
-def brik_rows(kind, db, account, library):
-    """(doc_ID, file_source) of every brik of the library."""
-    if kind == "mongo":
-        import pymongo
-        with pymongo.MongoClient(db) as client:
-            return [(d["doc_ID"], d["file_source"]) for d in client[account][library].find()]
-    if kind == "sqlite":
-        conn = sqlite3.connect(db)
-    else:
-        import psycopg2
-        conn = psycopg2.connect(db)
-    try:
-        cur = conn.cursor()
-        cur.execute(f"SELECT doc_ID, file_source FROM {library}")
-        return [(int(d), s) for d, s in cur.fetchall()]
-    finally:
-        conn.close()
-
-
 def query(kind, db, account, table, fields):
+    """The fields of every row (document) of the table (collection), as tuples."""
     if kind == "mongo":
         import pymongo
         with pymongo.MongoClient(db) as client:
@@ -51,7 +33,7 @@ def events(kind, db, account):
 
 def check_database_run(totals, folder, kind, db, account, library):
     """Every document once, under one id of its own; the library's totals are the sums."""
-    rows = brik_rows(kind, db, account, library)
+    rows = query(kind, db, account, library, ("doc_ID", "file_source"))
     ids_of = {}
     for doc, source in rows:
         ids_of.setdefault(source, set()).add(doc)

@@ -10,12 +10,10 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
+#include <filesystem>
 
 #include "pdf_writer.h"
 #include "run/run_state.h"
-
 
 namespace pdftest {
 
@@ -30,13 +28,8 @@ DbValue db_int64(long long n) { DbValue v; v.kind = DbValue::int64; v.number = n
 DbValue db_text(const std::string& s) { DbValue v; v.kind = DbValue::text; v.str = s; return v; }
 
 std::string to_string(const DbValue& v) {
-  switch (v.kind) {
-    case DbValue::null: return "NULL";
-    case DbValue::integer: return "int " + std::to_string(v.number);
-    case DbValue::int64: return "int64 " + std::to_string(v.number);
-    case DbValue::text: return "'" + v.str + "'";
-    default: return "other " + v.str;
-  }
+  const char* kinds[] = {"NULL", "int ", "int64 ", "text ", "other "};
+  return kinds[v.kind] + (v.kind == DbValue::integer || v.kind == DbValue::int64 ? std::to_string(v.number) : v.str);
 }
 
 DbValue field(const DbRow& row, const std::string& name) {
@@ -103,9 +96,7 @@ DbPlace::~DbPlace() {
   if (backend == Backend::postgres) {
     pg_exec(env("PDFBRIKS_PG_CONNINFO"), "DROP SCHEMA " + account + " CASCADE", nullptr);
   } else if (backend == Backend::sqlite) {
-    std::string cmd = "rm -rf '" + folder + "'";
-    if (system(cmd.c_str()) != 0) {
-    }
+    std::filesystem::remove_all(folder);
   } else {
     mongoc_client_t* client = mongoc_client_new(uri.c_str());
     mongoc_database_t* db = mongoc_client_get_database(client, account.c_str());
@@ -124,10 +115,7 @@ void DbPlace::provision(const std::string& sql_file, const std::string& table) {
   // The repository's sql/ folder, found from this file's own path (tests/support/ beside it).
   std::string here = __FILE__;
   std::string root = here.substr(0, here.rfind("/tests/support/"));
-  std::ifstream in(root + "/sql/" + sql_file);
-  std::stringstream text;
-  text << in.rdbuf();
-  std::string sql = text.str();
+  std::string sql = read_file(root + "/sql/" + sql_file);
   for (size_t at; (at = sql.find("{library}")) != std::string::npos;) sql.replace(at, 9, table);
   std::string error;
   if (sql.empty() || !exec(sql, &error)) ADD_FAILURE() << "provisioning " << sql_file << ": " << error;
@@ -242,17 +230,6 @@ std::vector<DbRow> DbPlace::rows(const std::string& table, const std::string& or
   return rows;
 }
 
-bool DbPlace::has_table(const std::string& table) {
-  if (backend == Backend::mongo) {
-    mongoc_client_t* client = mongoc_client_new(uri.c_str());
-    mongoc_database_t* db = mongoc_client_get_database(client, account.c_str());
-    bool found = mongoc_database_has_collection(db, table.c_str(), nullptr);
-    mongoc_database_destroy(db);
-    mongoc_client_destroy(client);
-    return found;
-  }
-  std::string sql = "SELECT 1 FROM " + table + " LIMIT 0";
-  return exec(sql);
-}
+bool DbPlace::has_table(const std::string& table) { return exec("SELECT 1 FROM " + table + " LIMIT 0"); }
 
 }  // namespace pdftest

@@ -46,7 +46,7 @@ struct DbPlace {
   bool exec(const std::string& sql, std::string* error = nullptr);
   // Every row of `table`, sorted by the integer or text field `order_by` when it is not empty.
   std::vector<DbRow> rows(const std::string& table, const std::string& order_by = "");
-  // Whether the table (collection) exists.
+  // Whether the table exists (PostgreSQL and SQLite).
   bool has_table(const std::string& table);
 
   Backend backend;

@@ -63,4 +63,10 @@ int find(const std::string& haystack, const std::string& needle) {
   return at == std::string::npos ? -1 : static_cast<int>(at);
 }
 
+int count_of(const std::string& haystack, const std::string& needle) {
+  int n = 0;
+  for (size_t at = haystack.find(needle); at != std::string::npos; at = haystack.find(needle, at + 1)) n++;
+  return n;
+}
+
 }  // namespace pdftest

@@ -40,5 +40,7 @@ int run_pdf_builder(const std::string& bytes);
 
 // Offset of the first occurrence of `needle` in `haystack` as an int, or -1.
 int find(const std::string& haystack, const std::string& needle);
+// How many times `needle` occurs in `haystack` (overlaps included).
+int count_of(const std::string& haystack, const std::string& needle);
 
 }  // namespace pdftest
