@@ -95,13 +95,13 @@ void read_tounicode(FontRecord& font, int n, int number) {
   if (get_obj(number) < 0) return;
   const ObjectRecord stream = global_tmp_obj;
   if (!holds(Span{stream.dict_start, stream.dict_stop}, flatedecode_seq, 11)) {
-    log_at(9, "DEBUG: pdf_parser - font_encoding_cmap_handler - unusual case (handling) - CMAP not in Flate - ***CALLING PROCESS_CMAP_BUFFER*** ! \n");
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - font_encoding_cmap_handler - unusual case (handling) - CMAP not in Flate - ***CALLING PROCESS_CMAP_BUFFER*** ! \n");
     if (stream.stream_start >= 0 && stream.stop >= 0) process_cmap_buffer_alt(stream.stream_start, stream.stop, n);
     return;
   }
   int length = flate_handler_buffer_v2(stream.stream_start, stream.stop);
   if (length < 0) {
-    log_at(9, "DEBUG:  pdf_parser - failed to inflate - releasing flate_dst_tmp_buffer \n");
+    log_at(LOG_DEEP, "DEBUG:  pdf_parser - failed to inflate - releasing flate_dst_tmp_buffer \n");
     free(flate_dst_tmp_buffer);
     flate_dst_tmp_buffer = nullptr;
     return;
@@ -187,7 +187,7 @@ int font_encoding_cmap_handler(int unused) {
     font.encoding_kind = 0;
 
     // ---- 1-2. the font dictionary ----
-    log_at(9, "DEBUG: pdf_parser - Font Encodings- %d-%s-%d \n", n, font.font_name, font.font_obj);
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - Font Encodings- %d-%s-%d \n", n, font.font_name, font.font_obj);
     if (get_obj(font.font_obj) >= 0) {
       d = Span{global_tmp_obj.dict_start, global_tmp_obj.dict_stop};
 
@@ -195,7 +195,7 @@ int font_encoding_cmap_handler(int unused) {
       font.bold = holds(d, bold_seq, 4) ? 1 : 0;
       font.italic = holds(d, italic_seq, 6) ? 1 : 0;
       if (holds(d, type3_seq, 5)) {
-        log_at(9, "DEBUG:  pdf_parser - found Type3 font - likely will not be able to encode this font accurately - may be no, small or large impact. \n");
+        log_at(LOG_DEEP, "DEBUG:  pdf_parser - found Type3 font - likely will not be able to encode this font accurately - may be no, small or large impact. \n");
         font.encoding_kind = -99;
       }
       if (holds(d, mac_roman_encoding_seq, 16)) font.encoding_kind = 1;
@@ -242,7 +242,7 @@ int font_encoding_cmap_handler(int unused) {
 
     // ---- 10. Type0 with no encoding: codes 3..142 stand for 32..171 ----
     if (holds(d, type0_seq, 5)) {
-      log_at(9, "DEBUG: pdf_parser - found type0 font - apply special 3/32 encoding \n");
+      log_at(LOG_DEEP, "DEBUG: pdf_parser - found type0 font - apply special 3/32 encoding \n");
       cmap_index_forget(n);
       for (int i = 0; i < TYPE0_MAP_WRITTEN; i++) {
         font.cmap_in[i] = i + 3;
@@ -255,7 +255,7 @@ int font_encoding_cmap_handler(int unused) {
     read_embedded_program(font, n, d, work);
   }
 
-  log_at(9, "DEBUG: pdf_parser - deep debug - font_encoding_cmap_handler - finished processing- returning to main loop. \n");
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - deep debug - font_encoding_cmap_handler - finished processing- returning to main loop. \n");
   return 0;
 }
 

@@ -198,7 +198,7 @@ int repair_font_pass(void) {
     if (type0) composite_widths(font, start, stop);
     else simple_widths(font, start, stop, scale);
   }
-  log_at(9, "DEBUG: pdf_parser - repair - font widths and kinds read - %d \n", fonts);
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - repair - font widths and kinds read - %d \n", fonts);
   return 0;
 }
 

@@ -69,7 +69,7 @@ int image_data_start(int stream_start, int stream_stop) {
 void image_flush_at_capacity(char* account_name, char* library_name, char* time_text, int log_it) {
   if (global_brik_counter < GLOBAL_MAX_BRIKS) return;
   if (log_it) {
-    log_at(9, "DEBUG: pdf_parser - global_block_counter > 1000 - writing to disk now - %d \n",
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - global_block_counter > 1000 - writing to disk now - %d \n",
            global_brik_counter);
   }
   // The briks of this flush carry the moment of the image, not the run's time stamp.

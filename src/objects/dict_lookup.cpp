@@ -129,7 +129,7 @@ static int store_number(PairCounts* counts, int number) {
 
 static void warn_if_dropped(const PairCounts* counts) {
   if (counts->dropped) {
-    log_at(39, "WARNING: pdf_parser - more than %d names or numbers in one value - rest dropped \n",
+    log_at(LOG_WARN, "WARNING: pdf_parser - more than %d names or numbers in one value - rest dropped \n",
            GLOBAL_NN_TMP_COUNT);
   }
 }

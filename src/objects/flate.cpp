@@ -78,7 +78,7 @@ int flate_handler_buffer_v2(int start, int stop) {
 
   // ---- 5. and 6. the result ----
   if (ret < 0) {
-    log_at(9,
+    log_at(LOG_DEEP,
            "DEBUG:  pdf_parser - inflate problem (may be small or large impact - likely to result "
            "in some content missing in file)- err-%d-ret-%d-%d-%d \n",
            init, ret, byte_at(from), byte_at(from + 1));
@@ -105,7 +105,7 @@ int objstm_handler(int start, int stop) {
   // ---- 1. inflate ----
   int length = flate_handler_buffer_v2(start, stop);
   if (length <= 0) {
-    log_at(10,
+    log_at(LOG_DEBUG,
            "DEBUG:  pdf_parser - objstm_handler - no stream found - could not decompress Flate "
            "ObjStm- skipping. \n");
     free(flate_dst_tmp_buffer);
@@ -113,7 +113,7 @@ int objstm_handler(int start, int stop) {
     return -1;
   }
   if (length > OBJSTM_LARGE_STREAM) {
-    log_at(9, "DEBUG: pdf_parser - objstm_handler - large stream found - %d \n", length);
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - objstm_handler - large stream found - %d \n", length);
   }
   const unsigned char* data = flate_dst_tmp_buffer;
 
@@ -156,7 +156,7 @@ int objstm_handler(int start, int stop) {
     }
   }
   if (header_full) {
-    log_at(39, "WARNING: pdf_parser - objstm_handler - more than %d objects in header - rest dropped \n",
+    log_at(LOG_WARN, "WARNING: pdf_parser - objstm_handler - more than %d objects in header - rest dropped \n",
            OBJSTM_HEADER_MAX);
   }
 
@@ -188,7 +188,7 @@ int objstm_handler(int start, int stop) {
 
     // 3.4
     if (global_obj_counter > OBJ_COUNTER_WARN) {
-      log_at(39,
+      log_at(LOG_WARN,
              "WARNING: pdf_parser - global obj counter exceeeded MAX - 200,000 objects- unusual "
              "case - %d - %d \n",
              global_obj_counter, global_buffer_cursor);
@@ -222,7 +222,7 @@ int objstm_handler(int start, int stop) {
     }
   }
   if (bytes_dropped) {
-    log_at(39,
+    log_at(LOG_WARN,
            "WARNING: pdf_parser - objstm_handler - hidden objects reach past the end of buffer - "
            "bytes dropped - %d \n",
            global_buffer_cursor);

@@ -192,7 +192,7 @@ int build_obj_master_list(int file_length) {
       in_object = -1;
 
       if (global_obj_counter >= GLOBAL_MAX_OBJ) {
-        log_at(39, "WARNING:  pdf_parser - too many objects in file -  unusual - exceeding cap-%d \n",
+        log_at(LOG_WARN, "WARNING:  pdf_parser - too many objects in file -  unusual - exceeding cap-%d \n",
                global_obj_counter);
         return global_obj_counter;
       }

@@ -334,7 +334,7 @@ int repair_decode_stream(int dict_start, int dict_stop, int stream_start, int st
   }
   std::vector<unsigned char> out;
   if (!decode_to(dict_start, dict_stop, stream_start, stop, out) || out.empty()) {
-    log_at(9, "DEBUG: pdf_parser - repair - stream not decoded - %d \n", stream_start);
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - repair - stream not decoded - %d \n", stream_start);
     return -1;
   }
   flate_dst_tmp_buffer = static_cast<unsigned char*>(malloc(out.size() + FLATE_GUARD));
@@ -380,7 +380,7 @@ int repair_objstm_handler(int dict_start, int dict_stop, int stream_start, int s
     if (e > length) e = length;
     if (e < s) e = s;
     if (global_obj_counter >= GLOBAL_MAX_OBJ - 2 || global_buffer_cursor + (e - s) >= buffer_capacity) {
-      log_at(39, "WARNING: pdf_parser - repair - object stream objects dropped - no room - %d \n",
+      log_at(LOG_WARN, "WARNING: pdf_parser - repair - object stream objects dropped - no room - %d \n",
              global_buffer_cursor);
       break;
     }

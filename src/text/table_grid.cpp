@@ -124,7 +124,7 @@ int table_close_pending_cell(void) {
 static void table_text_add(const char* s) {
   size_t n = strlen(s);
   if (table_text_len + n >= static_cast<size_t>(TABLE_TEXT_CAPACITY)) {
-    log_at(9, "DEBUG: pdf_parser - table text full - text dropped - %d \n", table_text_len);
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - table text full - text dropped - %d \n", table_text_len);
     return;
   }
   memcpy(table_text_out_final + table_text_len, s, n + 1);
@@ -357,13 +357,13 @@ int table_reconstruct(int page, int box_count) {
   }
 
   // ---- 8. the table brik ----
-  log_at(9, "DEBUG: pdf_parser - writing table_text_out_final - %s \n", table_text_out_final);
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - writing table_text_out_final - %s \n", table_text_out_final);
   if (table_text_len >= TABLE_TEXT_GIVE_UP) return 0;
   global_table_count++;
   table_text_add(marks ? " </th> </tr>" : "\r\n");
 
   if (Briks == nullptr) {
-    log_at(49, "ERROR: pdf_parser - table brik - no brik array - table not saved \n");
+    log_at(LOG_ERROR, "ERROR: pdf_parser - table brik - no brik array - table not saved \n");
     return 0;
   }
   // ---- 9. the flush, on a strict test ----
@@ -372,7 +372,7 @@ int table_reconstruct(int page, int box_count) {
   // the strict test gives right after such a brik is made just before it instead, so the same
   // briks reach the sink in the same order, with the same block numbers, and the array is kept.
   if (global_brik_counter >= GLOBAL_MAX_BRIKS) {
-    log_at(9, "DEBUG: pdf_parser - global_block_counter > 1000 - writing to disk now - %d \n",
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - global_block_counter > 1000 - writing to disk now - %d \n",
            global_brik_counter);
     flush_brik_batch();
   }
