@@ -37,11 +37,6 @@ bool holds(const Span& d, const int32_t* key, int key_length) {
   return dict_search_buffer(d.start, d.stop, key, key_length) == 1;
 }
 
-int byte_at(int pos) {
-  if (buffer == nullptr || pos < 0 || pos >= buffer_capacity) return -1;
-  return buffer[pos];
-}
-
 void set_width(FontRecord& font, int code, int64_t width) {
   if (code >= 0 && code < FONT_WIDTHS_SIZE) font.widths[code] = width;  // codes past the table drop
 }
@@ -51,7 +46,7 @@ void widths_from_array(FontRecord& font, Span value, int first_char, int last_ch
   // a. direct array or reference, by the first "[", "]" or "R" of the value
   bool indirect = false;
   for (int i = value.start; i <= value.stop; i++) {
-    int c = byte_at(i);
+    int c = buffer_byte_at(i);
     if (c == '[' || c == ']') break;
     if (c == 'R') {
       indirect = true;
@@ -121,7 +116,7 @@ int clear_text_length(const Span& file_dict) {
   int64_t text[LENGTH1_TEXT_MAX + 1] = {0};
   int len = 0;
   for (int i = v.start; i < v.stop && len < LENGTH1_TEXT_MAX; i++) {
-    int c = byte_at(i);
+    int c = buffer_byte_at(i);
     if (c < 0) break;
     text[len++] = c;
   }
@@ -140,7 +135,7 @@ void read_embedded_program(FontRecord& font, int n, const Span& d, std::vector<c
   extract_obj_from_buffer(desc.start, desc.stop);
   if (nn_global_tmp[0].number < 0 || get_obj(nn_global_tmp[0].number) < 0) return;
   Span file = value_of(Span{global_tmp_obj.dict_start, global_tmp_obj.dict_stop}, font_file_seq, 8);
-  if (file.start >= 0 && (byte_at(file.start) == '2' || byte_at(file.start) == '3')) return;
+  if (file.start >= 0 && (buffer_byte_at(file.start) == '2' || buffer_byte_at(file.start) == '3')) return;
   if (!present(file)) return;
   extract_obj_from_buffer(file.start, file.stop);
   if (nn_global_tmp[0].number < 0 || get_obj(nn_global_tmp[0].number) < 0) return;
@@ -177,8 +172,9 @@ int font_encoding_cmap_handler(int unused) {
   std::vector<char> work(WORK_AREA_SIZE);
   cmap_index_forget_all();
   int fonts = global_font_count < GLOBAL_MAX_FONT_ENCODINGS ? global_font_count : GLOBAL_MAX_FONT_ENCODINGS;
-  // The dictionary span of the last font found. A font whose object is missing goes on with it
-  // into the Type0 and embedded-program steps; before any font is found it is empty.
+  // Intended: the previous font's dictionary is carried into the next font. A font whose object
+  // is missing goes on with the last span found into the Type0 and embedded-program steps;
+  // before any font is found it is empty.
   Span d{-1, -1};
 
   for (int n = 0; n < fonts; n++) {

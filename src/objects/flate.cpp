@@ -28,11 +28,6 @@ constexpr int OBJSTM_LARGE_STREAM = 1000000;   // an inflated stream past this i
 constexpr int OBJ_COUNTER_WARN = 199000;       // past this, each hidden object is warned of
 constexpr int OBJ_COUNTER_KEEP = 199998;       // records stop being counted at this
 
-static inline int byte_at(int pos) {
-  if (buffer == nullptr || pos < 0 || pos >= buffer_capacity) return -1;
-  return buffer[pos];
-}
-
 // Inflates the stream whose dictionary ends at `start` (the object's stream_start) and whose
 // object ends at `stop`. Returns the inflated length, or -1. flate_dst_tmp_buffer always holds a
 // fresh allocation afterwards, which the caller frees.
@@ -44,7 +39,7 @@ int flate_handler_buffer_v2(int start, int stop) {
   int n = (stop - start < STREAM_KEYWORD_REACH + 1) ? stop - start : STREAM_KEYWORD_REACH;
   int offset = 0;
   for (int i = 0; i < n; i++) {
-    if (byte_at(start + i) == 's' && byte_at(start + i + 1) == 't' && byte_at(start + i + 2) == 'r' &&
+    if (buffer_byte_at(start + i) == 's' && buffer_byte_at(start + i + 1) == 't' && buffer_byte_at(start + i + 2) == 'r' &&
         i + 2 < n) {
       offset = i + 6;
       break;
@@ -53,7 +48,7 @@ int flate_handler_buffer_v2(int start, int stop) {
 
   // ---- 3. up to two line-end bytes ----
   for (int k = 0; k < 2; k++) {
-    int c = byte_at(start + offset);
+    int c = buffer_byte_at(start + offset);
     if (c == '\n' || c == '\r') offset++;
   }
 
@@ -81,7 +76,7 @@ int flate_handler_buffer_v2(int start, int stop) {
     log_at(LOG_DEEP,
            "DEBUG:  pdf_parser - inflate problem (may be small or large impact - likely to result "
            "in some content missing in file)- err-%d-ret-%d-%d-%d \n",
-           init, ret, byte_at(from), byte_at(from + 1));
+           init, ret, buffer_byte_at(from), buffer_byte_at(from + 1));
     return -1;
   }
   if (ret == Z_OK || ret == Z_STREAM_END) return total;

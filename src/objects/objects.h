@@ -119,3 +119,16 @@ void repair_form_fonts(int p);                     // repair_forms.cpp: fonts of
 int repair_form_text(int p);                       // repair_forms.cpp: text of the forms drawn; briks
 
 }  // extern "C"
+
+// Small byte tests shared by the scanners of every folder (one definition here).
+// The byte of buffer at `pos`, or -1 where pos lies outside it: -1 equals no key element and no
+// mark, so a comparison that runs off the end simply fails.
+static inline int buffer_byte_at(int pos) {
+  if (buffer == nullptr || pos < 0 || pos >= buffer_capacity) return -1;
+  return buffer[pos];
+}
+static inline bool is_pdf_white(int c) { return c == ' ' || c == '\n' || c == '\r' || c == '\t' || c == '\f' || c == 0; }
+static inline bool is_pdf_delimiter(int c) {
+  return c < 0 || is_pdf_white(c) || c == '/' || c == '[' || c == ']' || c == '<' || c == '>' || c == '(' ||
+         c == ')' || c == '%';
+}
