@@ -216,7 +216,7 @@ void resources_fonts(PageRecord& page, int p, const Span& dict) {
       t = extract_obj_from_buffer(x.start, x.stop);
       if (t > 0) {
         int limit = pair_limit(t >= 500 ? PAGE_IMAGE_WALK : t);
-        // The walk's own index runs on from where this copy stops, as the pass always did.
+        // Intended: the index j is the walk's own, reused; it runs on from where this copy stops.
         for (j = page.image_count; j < limit; j++) {
           store_image(page, j, nn_global_tmp[j]);
           page.image_count++;

@@ -74,7 +74,7 @@ static int extract_kids(int start, int stop) {
 // cap), else 0.
 static int walk_level(int level, int count) {
   // ---- 1. copy the kids out, up to the first number 0 ----
-  // Level 5 takes as its bound the count of level 4's list, not its own.
+  // Intended: level five copies with level four's count as its bound, not its own.
   kids_count[level] = count;
   int bound = level == 5 ? kids_count[4] : count;
   if (bound > KIDS_LIST_MAX) bound = KIDS_LIST_MAX;

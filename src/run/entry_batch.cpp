@@ -154,6 +154,7 @@ static int run_batch(const BatchArgs& a) {
   char job_name[JOB_NAME_SIZE];
   snprintf(job_name, sizeof job_name, "%s_pdf_parser_%s", global_library_name, job_id);
   char status_text[] = "In Progress";
+  // Intended: level 1 always reports its status, every LEVEL_1_INTERVAL files, whatever it was given.
   int status_flag = a.level == 1 ? 1 : a.status_flag;
   int status_interval = a.level == 1 ? LEVEL_1_INTERVAL : a.status_interval;
   int status_due = file_count > STATUS_FLOOR && a.write_to_db == 1 && status_flag == 1;
@@ -176,7 +177,8 @@ static int run_batch(const BatchArgs& a) {
     copy_text(path_copy, sizeof path_copy, path);
     copy_text(my_doc.file_name, sizeof my_doc.file_name, get_file_name(path_copy));
 
-    // ---- 2. the processing line; level 1 has two blanks after the colon ----
+    // ---- 2. the processing line ----
+    // Intended: at level 1 the line has two blanks after "INFO:".
     if (a.level == 1) {
       log_at(LOG_WARN, "INFO:  pdf_parser - processing file - %d - %s \n", file_index, my_doc.file_name);
     } else {
