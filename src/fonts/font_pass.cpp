@@ -167,6 +167,8 @@ void read_embedded_program(FontRecord& font, int n, const Span& d, std::vector<c
 
 extern "C" {
 
+FontRecord* Font_CMAP = nullptr;  // declared in fonts.h; pdf_builder allocates and frees it per document
+
 // Fills every font record created by page_resource_handler; always 0.
 int font_encoding_cmap_handler(int unused) {
   std::vector<char> work(WORK_AREA_SIZE);

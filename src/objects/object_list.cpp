@@ -10,6 +10,13 @@
 
 extern "C" {
 
+// The document arrays declared in objects.h; pdf_builder allocates and frees them per document.
+unsigned char* buffer = nullptr;
+int buffer_capacity = 0;
+ObjectRecord* obj = nullptr;
+PageRecord* Pages = nullptr;
+NameNumberPair* nn_global_tmp = nullptr;
+
 ObjectRecord global_tmp_obj;
 ObjectRecord catalog;
 

@@ -7,14 +7,10 @@
 
 extern "C" {
 
-constexpr int TREE_LEVELS = 6;        // levels of /Kids followed; deeper pages are lost and logged
-constexpr int KIDS_LIST_MAX = 10000;  // kids kept per node; later ones are dropped
-
-// One list of object numbers per level: nn_global_tmp is overwritten by the next extraction, so
-// a level copies its kids out before it looks at them. kids_count[level] is the count of the
-// extraction that the level's list came from.
-static int64_t level_list[TREE_LEVELS + 1][KIDS_LIST_MAX];
-static int kids_count[TREE_LEVELS + 1];
+// One list of object numbers per level (declared in objects.h): nn_global_tmp is overwritten by
+// the next extraction, so a level copies its kids out before it looks at them.
+int64_t level_list[TREE_LEVELS + 1][KIDS_LIST_MAX];
+int kids_count[TREE_LEVELS + 1];
 
 // Adds a page found at levels 1 to 4: at the cap the page is dropped (the spare entry of Pages
 // is never written) and the level's warning comes once for each such page.

@@ -18,12 +18,8 @@
 
 extern "C" {
 
-unsigned char* buffer = nullptr;
-int buffer_capacity = 0;
-ObjectRecord* obj = nullptr;
-PageRecord* Pages = nullptr;
-NameNumberPair* nn_global_tmp = nullptr;
-FontRecord* Font_CMAP = nullptr;
+// buffer, buffer_capacity, obj, Pages and nn_global_tmp are defined in objects/object_list.cpp,
+// Font_CMAP in fonts/font_pass.cpp; this file allocates and frees them for each document.
 
 constexpr int HEADLINES_SIZE = 50000;  // bytes of global_headlines
 

@@ -33,16 +33,14 @@ int cells_total = 0;                                     // all cells closed int
 // 100 rows x (13 + 14 x 7) bytes, which the spare room holds.
 constexpr int TABLE_TEXT_LIMIT = 99000;    // no cell text is written once the table text is this long
 constexpr int TABLE_TEXT_GIVE_UP = 99500;  // a table text this long makes no brik
-constexpr int TABLE_TEXT_CAPACITY = 160000;
 constexpr int PLAIN_TEXT_LIMIT = 49000;    // a cell joins the plain text while both stay below this
-constexpr int MERGED_CELL_SIZE = 10000;    // a long row's merged cell; later text is dropped
 constexpr int CORE_TEXT_OUT_FULL = 48999;  // a last chunk longer than this leaves the table brik's text empty
 
-static char table_text_out_final[TABLE_TEXT_CAPACITY];
-static int table_text_len = 0;
-static int core_text_len = 0;  // length of core_text while the plain text is written
-static char merged_cell[MERGED_CELL_SIZE];
-static int merged_len = 0;
+char table_text_out_final[TABLE_TEXT_CAPACITY];
+int table_text_len = 0;
+int table_plain_len = 0;
+char merged_cell[MERGED_CELL_SIZE];
+int merged_len = 0;
 
 // Truncates a position toward zero; NaN gives 0 and values past the int range are held at its ends.
 static int truncate_position(float v) {
@@ -142,11 +140,11 @@ static void table_text_add_cell_start(int column, int row) {
 static void plain_text_add(const char* s) {
   if (core_text == nullptr) return;
   size_t n = strlen(s);
-  if (n + core_text_len >= static_cast<size_t>(PLAIN_TEXT_LIMIT)) return;
-  memcpy(core_text + core_text_len, s, n);
-  core_text_len += static_cast<int>(n);
-  core_text[core_text_len++] = ' ';
-  core_text[core_text_len] = 0;
+  if (n + table_plain_len >= static_cast<size_t>(PLAIN_TEXT_LIMIT)) return;
+  memcpy(core_text + table_plain_len, s, n);
+  table_plain_len += static_cast<int>(n);
+  core_text[table_plain_len++] = ' ';
+  core_text[table_plain_len] = 0;
 }
 
 static void merged_cell_set(const char* s) {
@@ -344,7 +342,7 @@ int table_reconstruct(int page, int box_count) {
   const int marks = TABLE_GRID == 1;
   table_text_len = 0;
   table_text_out_final[0] = 0;
-  core_text_len = 0;
+  table_plain_len = 0;
   if (core_text != nullptr) core_text[0] = 0;
   for (int k = 0; k < rows; k++) {
     int n = grid_rows[k].cell_count;
