@@ -201,14 +201,14 @@ void read_bfrange(const unsigned char* src, const ReaderMode& mode) {
 int expand_pairs(int font_index, const ReaderMode& mode) {
   FontRecord& font = Font_CMAP[font_index];
   int pairs = 0;
-  const bool dump = log_enabled(9);
+  const bool dump = log_enabled(LOG_DEEP);
   auto add_pair = [&](int64_t in, int64_t out) {
     if (pairs >= FONT_MAP_SIZE) return false;
     font.cmap_in[pairs] = in;
     font.cmap_out[pairs] = out;
     pairs++;
     if (dump) {
-      log_at(9, mode.from_flate ? "DEBUG:  pdf_parser - deep debug - CMAP In/Out- %s - %d-%d \n"
+      log_at(LOG_DEEP, mode.from_flate ? "DEBUG:  pdf_parser - deep debug - CMAP In/Out- %s - %d-%d \n"
                                 : "DEBUG:  pdf_parser - deep debug - CMAP -BUFFER- In/Out- %s - %d-%d \n",
              font.font_name, static_cast<int>(in), static_cast<int>(out));
     }
@@ -217,9 +217,9 @@ int expand_pairs(int font_index, const ReaderMode& mode) {
   for (int v = 0; v < work.value_count; v++) {
     if (pairs > mode.pair_cap) {
       if (mode.from_flate) {
-        log_at(9, "DEBUG: pdf_parser - exceed max encodings found > 1890 - unusual - may have encoding impact (none, small or large). \n");
+        log_at(LOG_DEEP, "DEBUG: pdf_parser - exceed max encodings found > 1890 - unusual - may have encoding impact (none, small or large). \n");
       } else {
-        log_at(10, "DEBUG:  pdf_parser - exceed max encodings - unusual - likely indicates a metadata parsing error - may have impact on output. \n");
+        log_at(LOG_DEBUG, "DEBUG:  pdf_parser - exceed max encodings - unusual - likely indicates a metadata parsing error - may have impact on output. \n");
       }
       break;
     }

@@ -112,7 +112,7 @@ int differences_handler(char* text, int font_index) {
     if (!number_mode && name_length > 0) {
       int k = glyph_index(name);
       if (k >= 0) {
-        log_at(9, "DEBUG: pdf_parser - found Differences - Match Glyph-%s-%d-%d-%d-%d \n", name,
+        log_at(LOG_DEEP, "DEBUG: pdf_parser - found Differences - Match Glyph-%s-%d-%d-%d-%d \n", name,
                glyph_lookup[k], count, code, font_index);
         count = append_font_pair(font_index, count, code, glyph_lookup[k]);
       } else if (name_length > 2 && name[0] == 'g' && name[1] == '0') {

@@ -37,11 +37,6 @@ bool holds(const Span& d, const int32_t* key, int key_length) {
   return dict_search_buffer(d.start, d.stop, key, key_length) == 1;
 }
 
-int byte_at(int pos) {
-  if (buffer == nullptr || pos < 0 || pos >= buffer_capacity) return -1;
-  return buffer[pos];
-}
-
 void set_width(FontRecord& font, int code, int64_t width) {
   if (code >= 0 && code < FONT_WIDTHS_SIZE) font.widths[code] = width;  // codes past the table drop
 }
@@ -51,7 +46,7 @@ void widths_from_array(FontRecord& font, Span value, int first_char, int last_ch
   // a. direct array or reference, by the first "[", "]" or "R" of the value
   bool indirect = false;
   for (int i = value.start; i <= value.stop; i++) {
-    int c = byte_at(i);
+    int c = buffer_byte_at(i);
     if (c == '[' || c == ']') break;
     if (c == 'R') {
       indirect = true;
@@ -95,13 +90,13 @@ void read_tounicode(FontRecord& font, int n, int number) {
   if (get_obj(number) < 0) return;
   const ObjectRecord stream = global_tmp_obj;
   if (!holds(Span{stream.dict_start, stream.dict_stop}, flatedecode_seq, 11)) {
-    log_at(9, "DEBUG: pdf_parser - font_encoding_cmap_handler - unusual case (handling) - CMAP not in Flate - ***CALLING PROCESS_CMAP_BUFFER*** ! \n");
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - font_encoding_cmap_handler - unusual case (handling) - CMAP not in Flate - ***CALLING PROCESS_CMAP_BUFFER*** ! \n");
     if (stream.stream_start >= 0 && stream.stop >= 0) process_cmap_buffer_alt(stream.stream_start, stream.stop, n);
     return;
   }
   int length = flate_handler_buffer_v2(stream.stream_start, stream.stop);
   if (length < 0) {
-    log_at(9, "DEBUG:  pdf_parser - failed to inflate - releasing flate_dst_tmp_buffer \n");
+    log_at(LOG_DEEP, "DEBUG:  pdf_parser - failed to inflate - releasing flate_dst_tmp_buffer \n");
     free(flate_dst_tmp_buffer);
     flate_dst_tmp_buffer = nullptr;
     return;
@@ -121,7 +116,7 @@ int clear_text_length(const Span& file_dict) {
   int64_t text[LENGTH1_TEXT_MAX + 1] = {0};
   int len = 0;
   for (int i = v.start; i < v.stop && len < LENGTH1_TEXT_MAX; i++) {
-    int c = byte_at(i);
+    int c = buffer_byte_at(i);
     if (c < 0) break;
     text[len++] = c;
   }
@@ -140,7 +135,7 @@ void read_embedded_program(FontRecord& font, int n, const Span& d, std::vector<c
   extract_obj_from_buffer(desc.start, desc.stop);
   if (nn_global_tmp[0].number < 0 || get_obj(nn_global_tmp[0].number) < 0) return;
   Span file = value_of(Span{global_tmp_obj.dict_start, global_tmp_obj.dict_stop}, font_file_seq, 8);
-  if (file.start >= 0 && (byte_at(file.start) == '2' || byte_at(file.start) == '3')) return;
+  if (file.start >= 0 && (buffer_byte_at(file.start) == '2' || buffer_byte_at(file.start) == '3')) return;
   if (!present(file)) return;
   extract_obj_from_buffer(file.start, file.stop);
   if (nn_global_tmp[0].number < 0 || get_obj(nn_global_tmp[0].number) < 0) return;
@@ -172,13 +167,16 @@ void read_embedded_program(FontRecord& font, int n, const Span& d, std::vector<c
 
 extern "C" {
 
+FontRecord* Font_CMAP = nullptr;  // declared in fonts.h; pdf_builder allocates and frees it per document
+
 // Fills every font record created by page_resource_handler; always 0.
 int font_encoding_cmap_handler(int unused) {
   std::vector<char> work(WORK_AREA_SIZE);
   cmap_index_forget_all();
   int fonts = global_font_count < GLOBAL_MAX_FONT_ENCODINGS ? global_font_count : GLOBAL_MAX_FONT_ENCODINGS;
-  // The dictionary span of the last font found. A font whose object is missing goes on with it
-  // into the Type0 and embedded-program steps; before any font is found it is empty.
+  // Intended: the previous font's dictionary is carried into the next font. A font whose object
+  // is missing goes on with the last span found into the Type0 and embedded-program steps;
+  // before any font is found it is empty.
   Span d{-1, -1};
 
   for (int n = 0; n < fonts; n++) {
@@ -187,7 +185,7 @@ int font_encoding_cmap_handler(int unused) {
     font.encoding_kind = 0;
 
     // ---- 1-2. the font dictionary ----
-    log_at(9, "DEBUG: pdf_parser - Font Encodings- %d-%s-%d \n", n, font.font_name, font.font_obj);
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - Font Encodings- %d-%s-%d \n", n, font.font_name, font.font_obj);
     if (get_obj(font.font_obj) >= 0) {
       d = Span{global_tmp_obj.dict_start, global_tmp_obj.dict_stop};
 
@@ -195,7 +193,7 @@ int font_encoding_cmap_handler(int unused) {
       font.bold = holds(d, bold_seq, 4) ? 1 : 0;
       font.italic = holds(d, italic_seq, 6) ? 1 : 0;
       if (holds(d, type3_seq, 5)) {
-        log_at(9, "DEBUG:  pdf_parser - found Type3 font - likely will not be able to encode this font accurately - may be no, small or large impact. \n");
+        log_at(LOG_DEEP, "DEBUG:  pdf_parser - found Type3 font - likely will not be able to encode this font accurately - may be no, small or large impact. \n");
         font.encoding_kind = -99;
       }
       if (holds(d, mac_roman_encoding_seq, 16)) font.encoding_kind = 1;
@@ -242,7 +240,7 @@ int font_encoding_cmap_handler(int unused) {
 
     // ---- 10. Type0 with no encoding: codes 3..142 stand for 32..171 ----
     if (holds(d, type0_seq, 5)) {
-      log_at(9, "DEBUG: pdf_parser - found type0 font - apply special 3/32 encoding \n");
+      log_at(LOG_DEEP, "DEBUG: pdf_parser - found type0 font - apply special 3/32 encoding \n");
       cmap_index_forget(n);
       for (int i = 0; i < TYPE0_MAP_WRITTEN; i++) {
         font.cmap_in[i] = i + 3;
@@ -255,7 +253,7 @@ int font_encoding_cmap_handler(int unused) {
     read_embedded_program(font, n, d, work);
   }
 
-  log_at(9, "DEBUG: pdf_parser - deep debug - font_encoding_cmap_handler - finished processing- returning to main loop. \n");
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - deep debug - font_encoding_cmap_handler - finished processing- returning to main loop. \n");
   return 0;
 }
 

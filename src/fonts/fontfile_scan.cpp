@@ -80,7 +80,7 @@ int fontfile_handler(char* text, int font_index) {
       names[entry][kept] = 0;
       int k = glyph_index(name);
       if (k >= 0) {
-        log_at(9, "DEBUG:  pdf_parser - found Differences - Match Glyph-%s-%d-%d-%d-%d \n", name,
+        log_at(LOG_DEEP, "DEBUG:  pdf_parser - found Differences - Match Glyph-%s-%d-%d-%d-%d \n", name,
                glyph_lookup[k], count, codes[entry], font_index);
         count = append_font_pair(font_index, count, codes[entry], glyph_lookup[k]);
       }

@@ -34,8 +34,8 @@ extern FontRecord* Font_CMAP;  // GLOBAL_MAX_FONT_ENCODINGS entries; per documen
 extern const int times_roman_widths[91];
 extern const int arial_mt_widths[91];
 extern const int symbol_widths[91];
-extern const int times_bold_widths[91];  // declared, read by nothing
-extern const int test_widths[91];        // declared, read by nothing
+extern const int times_bold_widths[91];  // kept for callers by name, read by nothing
+extern const int test_widths[91];        // kept for callers by name, read by nothing
 
 // Glyph name table shared by Differences and the embedded font scan.
 extern const int adobe_glyph_count;      // 101

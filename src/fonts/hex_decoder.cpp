@@ -168,7 +168,7 @@ char* hex_handler_new(char* text, int length, int font_index, int font_size, flo
     if (starts_with(text, true_length, "Act")) skip = 10;
     if (starts_with(text, true_length, "/Act")) {
       skip = 11;
-      log_at(9, "DEBUG: pdf_parser - found /Act %d - %s \n", true_length, text);
+      log_at(LOG_DEEP, "DEBUG: pdf_parser - found /Act %d - %s \n", true_length, text);
       if (true_length > 11) {
         GLOBAL_ACTUAL_TEXT_FLAG = 1;
         int copied = 0;
@@ -184,7 +184,7 @@ char* hex_handler_new(char* text, int length, int font_index, int font_size, flo
 
   // ---- 3. MCID marker: its number, up to three digits, is not text ----
   if (length > 5 && starts_with(text, true_length, "/MCID")) {
-    log_at(9, "DEBUG: pdf_parser - hex_handler_new - identified MCID start pattern in hex string.\n");
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - hex_handler_new - identified MCID start pattern in hex string.\n");
     skip = 6;
     if (true_length > 6 && text[6] >= '0' && text[6] <= '9') {
       skip = 7;
@@ -194,7 +194,7 @@ char* hex_handler_new(char* text, int length, int font_index, int font_size, flo
 
   // ---- 4. nothing left ----
   if (true_length <= skip) {
-    log_at(9, "DEBUG: pdf_parser - hex_handler_new - edge case - returning NULL value.\n");
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - hex_handler_new - edge case - returning NULL value.\n");
     return result;
   }
 
@@ -223,7 +223,7 @@ char* hex_handler_new(char* text, int length, int font_index, int font_size, flo
   }
 
   // ---- 7. decode the groups in order ----
-  log_at(9, "DEBUG: pdf_parser - hex_handler_new - starting to process hex_pairs - %d.\n", count);
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - hex_handler_new - starting to process hex_pairs - %d.\n", count);
   int escape = 0;
   for (int g = 0; g < count; g++) decode_group(run, groups[g], escape);
   return result;

@@ -45,7 +45,7 @@ int get_hex(int64_t* digits, int count) {
       if (!zero_padded(digits, 2)) return 0;
       return 1000000 + byte_at(digits, 2) * 1000 + byte_at(digits, 6);
     case 12: {
-      log_at(9, "DEBUG: pdf_parser - found a long 12 digit hex - special encoding applied.\n");
+      log_at(LOG_DEEP, "DEBUG: pdf_parser - found a long 12 digit hex - special encoding applied.\n");
       if (!zero_padded(digits, 3)) return 0;
       int64_t packed = 1;
       for (int b = 0; b < 3; b++) {

@@ -17,25 +17,14 @@ namespace {
 constexpr int ARRAY_TOKENS_MAX = 100000;  // numbers and brackets read from one array
 constexpr double DEFAULT_CID_WIDTH = 1000;
 
-int byte_at(int pos) {
-  if (buffer == nullptr || pos < 0 || pos >= buffer_capacity) return -1;
-  return buffer[pos];
-}
-
-bool is_white(int c) { return c == ' ' || c == '\n' || c == '\r' || c == '\t' || c == '\f' || c == 0; }
-bool is_delimiter(int c) {
-  return c < 0 || is_white(c) || c == '/' || c == '[' || c == ']' || c == '<' || c == '>' || c == '(' ||
-         c == ')' || c == '%';
-}
-
 // Position just past "/name" as a whole name in [start, stop], or -1.
 int after_name(int start, int stop, const char* name) {
   int n = static_cast<int>(strlen(name));
   for (int i = start < 0 ? 0 : start; i + n <= stop; i++) {
-    if (byte_at(i) != '/') continue;
+    if (buffer_byte_at(i) != '/') continue;
     int k = 0;
-    while (k < n && byte_at(i + 1 + k) == static_cast<unsigned char>(name[k])) k++;
-    if (k == n && is_delimiter(byte_at(i + 1 + n))) return i + 1 + n;
+    while (k < n && buffer_byte_at(i + 1 + k) == static_cast<unsigned char>(name[k])) k++;
+    if (k == n && is_pdf_delimiter(buffer_byte_at(i + 1 + n))) return i + 1 + n;
   }
   return -1;
 }
@@ -51,13 +40,13 @@ struct Token {
 std::vector<Token> read_array(int at, int stop) {
   std::vector<Token> tokens;
   if (at < 0) return tokens;
-  while (at <= stop && is_white(byte_at(at))) at++;
-  if (byte_at(at) != '[') {
+  while (at <= stop && is_pdf_white(buffer_byte_at(at))) at++;
+  if (buffer_byte_at(at) != '[') {
     // "N G R": the array is the referenced object
     char* end = nullptr;
     char text[32];
     int n = 0;
-    for (int i = at; i <= stop && n < 31 && byte_at(i) >= 0; i++) text[n++] = static_cast<char>(byte_at(i));
+    for (int i = at; i <= stop && n < 31 && buffer_byte_at(i) >= 0; i++) text[n++] = static_cast<char>(buffer_byte_at(i));
     text[n] = 0;
     long number = strtol(text, &end, 10);
     if (end == text) return tokens;
@@ -68,12 +57,12 @@ std::vector<Token> read_array(int at, int stop) {
     if (*end != 'R' || get_obj(static_cast<int>(number)) < 0) return tokens;
     at = global_tmp_obj.start;
     stop = global_tmp_obj.stop;
-    while (at <= stop && byte_at(at) != '[') at++;
+    while (at <= stop && buffer_byte_at(at) != '[') at++;
     if (at > stop) return tokens;
   }
   int depth = 0;
   for (int i = at; i <= stop && static_cast<int>(tokens.size()) < ARRAY_TOKENS_MAX; i++) {
-    int c = byte_at(i);
+    int c = buffer_byte_at(i);
     if (c < 0) break;
     if (c == '[') {
       depth++;
@@ -84,9 +73,9 @@ std::vector<Token> read_array(int at, int stop) {
     } else if ((c >= '0' && c <= '9') || c == '-' || c == '+' || c == '.') {
       char text[40];
       int n = 0;
-      while (i <= stop && n < 39 && ((byte_at(i) >= '0' && byte_at(i) <= '9') || byte_at(i) == '-' ||
-                                     byte_at(i) == '+' || byte_at(i) == '.')) {
-        text[n++] = static_cast<char>(byte_at(i++));
+      while (i <= stop && n < 39 && ((buffer_byte_at(i) >= '0' && buffer_byte_at(i) <= '9') || buffer_byte_at(i) == '-' ||
+                                     buffer_byte_at(i) == '+' || buffer_byte_at(i) == '.')) {
+        text[n++] = static_cast<char>(buffer_byte_at(i++));
       }
       text[n] = 0;
       i--;
@@ -122,8 +111,8 @@ void simple_widths(FontRecord& font, int start, int stop, double scale) {
 // A composite font: /DW and /W of its first descendant. Codes stand for CIDs here.
 // The first integer at `at`, past blanks and an opening bracket; -1 if none.
 int first_integer(int at, int stop) {
-  while (at <= stop && (is_white(byte_at(at)) || byte_at(at) == '[')) at++;
-  if (!(byte_at(at) >= '0' && byte_at(at) <= '9')) return -1;
+  while (at <= stop && (is_pdf_white(buffer_byte_at(at)) || buffer_byte_at(at) == '[')) at++;
+  if (!(buffer_byte_at(at) >= '0' && buffer_byte_at(at) <= '9')) return -1;
   return atoi(reinterpret_cast<const char*>(buffer) + at);
 }
 
@@ -131,8 +120,8 @@ void composite_widths(FontRecord& font, int start, int stop) {
   // /DescendantFonts [N 0 R], or N 0 R of an array object holding that reference
   int at = after_name(start, stop, "DescendantFonts");
   if (at < 0) return;
-  while (at <= stop && is_white(byte_at(at))) at++;
-  bool direct = byte_at(at) == '[';
+  while (at <= stop && is_pdf_white(buffer_byte_at(at))) at++;
+  bool direct = buffer_byte_at(at) == '[';
   int number = first_integer(at, stop);
   if (!direct && number >= 0 && get_obj(number) >= 0) {
     number = first_integer(global_tmp_obj.start, global_tmp_obj.stop);
@@ -198,7 +187,7 @@ int repair_font_pass(void) {
     if (type0) composite_widths(font, start, stop);
     else simple_widths(font, start, stop, scale);
   }
-  log_at(9, "DEBUG: pdf_parser - repair - font widths and kinds read - %d \n", fonts);
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - repair - font widths and kinds read - %d \n", fonts);
   return 0;
 }
 

@@ -26,7 +26,7 @@ const int symbol_widths[91] = {
     795, 611, 333, 863, 333, 658, 500, 500, 631, 549, 549, 494, 439, 521, 411, 603, 329, 603, 549,
     549, 576, 521, 549, 549, 521, 549, 603, 439, 576, 713, 686, 493, 686, 494};
 
-// Declared with the others and read by nothing: a bold Times font takes the Times-Roman widths.
+// Kept for callers by name; read by nothing here: a bold Times font takes the Times-Roman widths.
 const int times_bold_widths[91] = {0};
 const int test_widths[91] = {0};
 

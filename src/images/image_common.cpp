@@ -16,11 +16,6 @@ constexpr int STREAM_KEYWORD_REACH = 15;  // bytes searched for "str" when the s
 constexpr int STREAM_KEYWORD_LENGTH = 6;  // "stream"
 constexpr int LINE_ENDS_PASSED = 2;       // line-end bytes passed after the keyword, any mix
 
-static int byte_at(int pos) {
-  if (buffer == nullptr || pos < 0 || pos >= buffer_capacity) return -1;
-  return buffer[pos];
-}
-
 // Float position to int, toward zero; values past the int range are held at its ends.
 static int truncate_position(float v) {
   if (std::isnan(v)) return 0;
@@ -53,14 +48,14 @@ int image_data_start(int stream_start, int stream_stop) {
   if (limit >= STREAM_KEYWORD_REACH + 1) limit = STREAM_KEYWORD_REACH;
   int offset = 0;
   for (int i = 0; i + 2 < limit; i++) {
-    if (byte_at(stream_start + i) == 's' && byte_at(stream_start + i + 1) == 't' &&
-        byte_at(stream_start + i + 2) == 'r') {
+    if (buffer_byte_at(stream_start + i) == 's' && buffer_byte_at(stream_start + i + 1) == 't' &&
+        buffer_byte_at(stream_start + i + 2) == 'r') {
       offset = i + STREAM_KEYWORD_LENGTH;
       break;
     }
   }
   for (int k = 0; k < LINE_ENDS_PASSED; k++) {
-    int c = byte_at(stream_start + offset);
+    int c = buffer_byte_at(stream_start + offset);
     if (c == '\n' || c == '\r') offset++;
   }
   return offset;
@@ -69,7 +64,7 @@ int image_data_start(int stream_start, int stream_stop) {
 void image_flush_at_capacity(char* account_name, char* library_name, char* time_text, int log_it) {
   if (global_brik_counter < GLOBAL_MAX_BRIKS) return;
   if (log_it) {
-    log_at(9, "DEBUG: pdf_parser - global_block_counter > 1000 - writing to disk now - %d \n",
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - global_block_counter > 1000 - writing to disk now - %d \n",
            global_brik_counter);
   }
   // The briks of this flush carry the moment of the image, not the run's time stamp.

@@ -36,7 +36,7 @@ static const char* handler_word(int kind) {
 static int write_stream_bytes(int kind, const char* path, int from, int64_t length) {
   FILE* out = fopen(path, "wb");
   if (out == nullptr) {
-    log_at(39, "WARNING: pdf_parser - %s - can not open image file - %s \n", handler_word(kind), path);
+    log_at(LOG_WARN, "WARNING: pdf_parser - %s - can not open image file - %s \n", handler_word(kind), path);
     return 0;
   }
   if (length > 0) fwrite(buffer + from, 1, static_cast<size_t>(length), out);
@@ -60,23 +60,23 @@ static int export_encoded(int kind, int stream_start, int stream_stop, char* acc
 
   // ---- 2. and 3. the span ----
   if (dct) {
-    log_at(9, "DEBUG: pdf_parser - deep debug - image_handler_dct - creating buffer - %d - %d \n",
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - deep debug - image_handler_dct - creating buffer - %d - %d \n",
            stream_start, stream_stop);
   } else if (kind != ENCODED_JBIG2) {
-    log_at(9, "DEBUG: pdf_parser - %s - creating buffer - %d - %d \n", handler_word(kind),
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - %s - creating buffer - %d - %d \n", handler_word(kind),
            stream_start, stream_stop);
   }
   int64_t span = static_cast<int64_t>(stream_stop) - stream_start;
   if (kind != ENCODED_JBIG2 && (span < 0 || span > SPAN_MAX)) {
-    log_at(9, "DEBUG: pdf_parser - %s - error in computing filelen - %lld \n", handler_word(kind),
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - %s - error in computing filelen - %lld \n", handler_word(kind),
            static_cast<long long>(span));
-    log_at(9, "DEBUG: pdf_parser - %s - no image being saved \n", handler_word(kind));
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - %s - no image being saved \n", handler_word(kind));
     return -1;
   }
 
   // ---- 4. and 5. the data, from the shared data-start rule up to the stream's stop ----
   // The bytes go from buffer straight to the file: no copy is made, so no allocation can fail.
-  if (dct) log_at(9, "DEBUG: pdf_parser - deep debug - image_handler_dct - completed the malloc \n");
+  if (dct) log_at(LOG_DEEP, "DEBUG: pdf_parser - deep debug - image_handler_dct - completed the malloc \n");
   int from = stream_start + image_data_start(stream_start, stream_stop);
   int end = stream_stop < buffer_capacity ? stream_stop : buffer_capacity;
   int64_t copied = (buffer != nullptr && from >= 0 && end > from) ? end - from : 0;
@@ -85,7 +85,7 @@ static int export_encoded(int kind, int stream_start, int stream_stop, char* acc
   int result = 0;
   if (copied >= IMG_MIN_HxW) {
     if (dct && cmyk_flag == 1) {
-      log_at(9,
+      log_at(LOG_DEEP,
              "DEBUG: pdf_parser - image_handler_dct - found cmyk flag - will need to handle in "
              "post-processing \n");
     }
@@ -93,11 +93,11 @@ static int export_encoded(int kind, int stream_start, int stream_stop, char* acc
     if (path_fits) {
       written = write_stream_bytes(kind, path, from, copied);
     } else {
-      log_at(39, "WARNING: pdf_parser - %s - image path too long - image dropped - %s \n", handler_word(kind), name);
+      log_at(LOG_WARN, "WARNING: pdf_parser - %s - image path too long - image dropped - %s \n", handler_word(kind), name);
     }
     if (written) {
       if (dct) {
-        log_at(9,
+        log_at(LOG_DEEP,
                "DEBUG: pdf_parser - image_handler_dct - writing to Brik - global counter - %d - "
                "page number - %d \n",
                global_brik_counter, page_index);
@@ -107,14 +107,14 @@ static int export_encoded(int kind, int stream_start, int stream_stop, char* acc
       image_fill_brik(name, page_index, image_index, sub_index,
                       image_entry_height(page_index, image_index),
                       image_entry_width(page_index, image_index), page_success);
-      if (dct) log_at(9, "DEBUG: pdf_parser - deep debug - image_handler_dct - calling on nearby text \n");
+      if (dct) log_at(LOG_DEEP, "DEBUG: pdf_parser - deep debug - image_handler_dct - calling on nearby text \n");
       image_finish_brik();
       result = 1;
     }
   }
   // ---- 12. ----
   if (dct) {
-    log_at(9, "DEBUG: pdf_parser- completing image_handler_dct - going to free local buffer \n");
+    log_at(LOG_DEEP, "DEBUG: pdf_parser- completing image_handler_dct - going to free local buffer \n");
   }
   return result;
 }

@@ -21,7 +21,7 @@ enum ImageKind { KIND_NONE = -1, KIND_RGB = 1, KIND_GREY = 2 };
 
 // libpng reports an error here instead of ending the process: the write is abandoned.
 static void png_error_to_jump(png_structp png, png_const_charp message) {
-  log_at(39, "WARNING: pdf_parser - image_handler_flate - png error - image dropped - %s \n",
+  log_at(LOG_WARN, "WARNING: pdf_parser - image_handler_flate - png error - image dropped - %s \n",
          message != nullptr ? message : "");
   png_longjmp(png, 1);
 }
@@ -33,7 +33,7 @@ static int write_png(const char* path, const char* name, const unsigned char* da
                      int width, int kind, int invert, int cmyk_flag) {
   FILE* out = fopen(path, "wb");
   if (out == nullptr) {
-    log_at(39, "WARNING: pdf_parser - image_handler_flate - can not open image file - %s \n", path);
+    log_at(LOG_WARN, "WARNING: pdf_parser - image_handler_flate - can not open image file - %s \n", path);
     return 0;
   }
   png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, png_error_to_jump, nullptr);
@@ -41,7 +41,7 @@ static int write_png(const char* path, const char* name, const unsigned char* da
   size_t row_bytes = static_cast<size_t>(width) * (kind == KIND_RGB ? 3 : 1);
   unsigned char* row = static_cast<unsigned char*>(malloc(row_bytes));
   if (png == nullptr || info == nullptr || row == nullptr) {
-    log_at(39, "WARNING: pdf_parser - image_handler_flate - out of memory - image dropped - %s \n", name);
+    log_at(LOG_WARN, "WARNING: pdf_parser - image_handler_flate - out of memory - image dropped - %s \n", name);
     png_destroy_write_struct(&png, &info);
     free(row);
     fclose(out);
@@ -71,7 +71,7 @@ static int write_png(const char* path, const char* name, const unsigned char* da
     png_write_row(png, row);
   }
   if (debug_mode == 3 && cmyk_flag == 1) {
-    log_at(9, "DEBUG: pdf_parser - image_handler_flate - identified inverted cmyk images - %s \n", name);
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - image_handler_flate - identified inverted cmyk images - %s \n", name);
   }
   png_write_end(png, info);
   fclose(out);
@@ -83,7 +83,7 @@ static int write_png(const char* path, const char* name, const unsigned char* da
 static int write_raw(const char* path, const unsigned char* data, int64_t length) {
   FILE* out = fopen(path, "wb");
   if (out == nullptr) {
-    log_at(39, "WARNING: pdf_parser - image_handler_flate - can not open image file - %s \n", path);
+    log_at(LOG_WARN, "WARNING: pdf_parser - image_handler_flate - can not open image file - %s \n", path);
     return 0;
   }
   fwrite(data, 1, static_cast<size_t>(length), out);
@@ -104,7 +104,7 @@ int image_handler_flate(int height, int width, int stream_start, int stream_stop
   snprintf(name, sizeof name, "image%d_%d.%s", master_doc_tracker, master_image_tracker, extension);
   char path[IMAGE_PATH_SIZE];
   int path_fits = image_file_path(path, name);
-  log_at(9, "DEBUG: pdf_parser - deep debug - image_handler_flate - creating buffer - %d - %d \n",
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - deep debug - image_handler_flate - creating buffer - %d - %d \n",
          stream_start, stream_stop);
 
   // ---- 4. the output buffer ----
@@ -117,7 +117,7 @@ int image_handler_flate(int height, int width, int stream_start, int stream_stop
   if (capacity > FLATE_IMAGE_MAX) capacity = FLATE_IMAGE_MAX;
   unsigned char* out = static_cast<unsigned char*>(malloc(static_cast<size_t>(capacity)));
   if (out == nullptr) {
-    log_at(39, "WARNING: pdf_parser - image_handler_flate - out of memory - image dropped - %lld \n",
+    log_at(LOG_WARN, "WARNING: pdf_parser - image_handler_flate - out of memory - image dropped - %lld \n",
            static_cast<long long>(capacity));
     return 0;
   }
@@ -163,7 +163,7 @@ int image_handler_flate(int height, int width, int stream_start, int stream_stop
   // ---- 8. and 9. the file ----
   int accepted = out_len >= 0 && keep == 1 && kind != KIND_NONE;
   if (accepted && !path_fits) {
-    log_at(39, "WARNING: pdf_parser - image_handler_flate - image path too long - image dropped - %s \n", name);
+    log_at(LOG_WARN, "WARNING: pdf_parser - image_handler_flate - image path too long - image dropped - %s \n", name);
     accepted = 0;
   }
   if (accepted && png_convert == 0) {

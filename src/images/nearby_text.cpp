@@ -57,14 +57,14 @@ extern "C" {
 
 int nearby_text(int start, int stop, int x, int y, int self) {
   // ---- 1. and 2. the range ----
-  log_at(9, "DEBUG: pdf_parser - deep debug - nearby_text processing - %d - %d - %d - %d - %d \n",
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - deep debug - nearby_text processing - %d - %d - %d - %d - %d \n",
          start, stop, self, x, y);
   text_acc[0] = 0;
   header_acc[0] = 0;
   // A negative start is refused as well: there is no brik before the first.
   if (!(start < GLOBAL_MAX_BRIKS && stop < GLOBAL_MAX_BRIKS && start <= stop) || start < 0 ||
       Briks == nullptr) {
-    log_at(9,
+    log_at(LOG_DEEP,
            "DEBUG: pdf_parser - deep debug - nearby_text processing - unable to capture nearby "
            "text due to block counter out of range.\n");
     return 0;
@@ -114,7 +114,7 @@ int nearby_text(int start, int stop, int x, int y, int self) {
   }
 
   // ---- 7. result ----
-  log_at(9, "DEBUG: pdf_parser - deep debug - nearby_text processing complete - %d \n", text_len);
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - deep debug - nearby_text processing complete - %d \n", text_len);
   return text_len;
 }
 

@@ -11,13 +11,6 @@ extern "C" {
 
 constexpr int TOKEN_MAX = 500;  // characters of one name or number token; later ones are dropped
 
-// The byte at `pos`, or -1 where pos lies outside buffer: -1 equals no key element and no mark,
-// so a comparison that runs off the end simply fails.
-static inline int byte_at(int pos) {
-  if (buffer == nullptr || pos < 0 || pos >= buffer_capacity) return -1;
-  return buffer[pos];
-}
-
 // The last position of a span [start, stop] that lies inside buffer.
 static inline int clamp_to_buffer(int stop) {
   return stop < buffer_capacity ? stop : buffer_capacity - 1;
@@ -30,7 +23,7 @@ static inline bool is_blank_or_line_end(int c) { return c == ' ' || c == '\r' ||
 // The compare is not held to a span's stop, only to the buffer's end.
 static bool rest_of_key_matches(int pos, const int32_t* key, int key_length) {
   for (int m = 1; m < key_length; m++) {
-    if (byte_at(pos + m) != key[m]) return false;
+    if (buffer_byte_at(pos + m) != key[m]) return false;
   }
   return true;
 }
@@ -68,7 +61,7 @@ KeyValueSpan* dict_find_key_value_buffer(int start, int stop, const int32_t* key
     span.value_start = span.key_stop;
     int open = 0;
     for (int k = span.key_stop; k <= stop; k++) {
-      int c = byte_at(k);
+      int c = buffer_byte_at(k);
       if (c < 0) break;  // past the buffer's end: the value ends at stop
       if (c == '/' && open == 0) {
         span.value_stop = k;
@@ -76,11 +69,11 @@ KeyValueSpan* dict_find_key_value_buffer(int start, int stop, const int32_t* key
       }
       if (c == '[' && open == 0) open = 1;
       if (c == ']' && open == 1) open = 0;
-      if (c == '>' && k < stop && byte_at(k + 1) == '>') {
+      if (c == '>' && k < stop && buffer_byte_at(k + 1) == '>') {
         span.value_stop = k + 1;
         break;
       }
-      if (c == '<' && k + 1 < stop && byte_at(k + 1) == '<') open = 1;
+      if (c == '<' && k + 1 < stop && buffer_byte_at(k + 1) == '<') open = 1;
     }
     span.open = open;
 
@@ -129,7 +122,7 @@ static int store_number(PairCounts* counts, int number) {
 
 static void warn_if_dropped(const PairCounts* counts) {
   if (counts->dropped) {
-    log_at(39, "WARNING: pdf_parser - more than %d names or numbers in one value - rest dropped \n",
+    log_at(LOG_WARN, "WARNING: pdf_parser - more than %d names or numbers in one value - rest dropped \n",
            GLOBAL_NN_TMP_COUNT);
   }
 }
@@ -182,8 +175,8 @@ static int extract_pairs(int start, int stop, ExtractMode mode) {
           return 0;
         }
         // A reference "N G R" with a one-digit generation: hide the generation.
-        bool reference = i + 3 < stop && is_digit(byte_at(i + 1)) &&
-                         is_blank_or_line_end(byte_at(i + 2)) && byte_at(i + 3) == 'R';
+        bool reference = i + 3 < stop && is_digit(buffer_byte_at(i + 1)) &&
+                         is_blank_or_line_end(buffer_byte_at(i + 2)) && buffer_byte_at(i + 3) == 'R';
         if (reference) {
           skip_until = i + 4;
         } else if (mode == EXTRACT_PAIRS_ONLY) {
@@ -234,8 +227,8 @@ int dict_search(int64_t* array, int length, const int32_t* key, int key_length) 
   return 0;
 }
 
-// The earlier form of the value look-up over a byte array. It works its span out and hands
-// nothing back: the result is always 0.
+// Kept for callers by name: the earlier form of the value look-up over a byte array. It works
+// its span out and hands nothing back: the result is always 0.
 int dict_find_key_value(int64_t* array, int length, const int32_t* key, int key_length) {
   KeyValueSpan span = {-1, -1, -1, -1, 0};
   if (key_length < 1) return 0;

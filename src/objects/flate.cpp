@@ -28,11 +28,6 @@ constexpr int OBJSTM_LARGE_STREAM = 1000000;   // an inflated stream past this i
 constexpr int OBJ_COUNTER_WARN = 199000;       // past this, each hidden object is warned of
 constexpr int OBJ_COUNTER_KEEP = 199998;       // records stop being counted at this
 
-static inline int byte_at(int pos) {
-  if (buffer == nullptr || pos < 0 || pos >= buffer_capacity) return -1;
-  return buffer[pos];
-}
-
 // Inflates the stream whose dictionary ends at `start` (the object's stream_start) and whose
 // object ends at `stop`. Returns the inflated length, or -1. flate_dst_tmp_buffer always holds a
 // fresh allocation afterwards, which the caller frees.
@@ -44,7 +39,7 @@ int flate_handler_buffer_v2(int start, int stop) {
   int n = (stop - start < STREAM_KEYWORD_REACH + 1) ? stop - start : STREAM_KEYWORD_REACH;
   int offset = 0;
   for (int i = 0; i < n; i++) {
-    if (byte_at(start + i) == 's' && byte_at(start + i + 1) == 't' && byte_at(start + i + 2) == 'r' &&
+    if (buffer_byte_at(start + i) == 's' && buffer_byte_at(start + i + 1) == 't' && buffer_byte_at(start + i + 2) == 'r' &&
         i + 2 < n) {
       offset = i + 6;
       break;
@@ -53,7 +48,7 @@ int flate_handler_buffer_v2(int start, int stop) {
 
   // ---- 3. up to two line-end bytes ----
   for (int k = 0; k < 2; k++) {
-    int c = byte_at(start + offset);
+    int c = buffer_byte_at(start + offset);
     if (c == '\n' || c == '\r') offset++;
   }
 
@@ -78,10 +73,10 @@ int flate_handler_buffer_v2(int start, int stop) {
 
   // ---- 5. and 6. the result ----
   if (ret < 0) {
-    log_at(9,
+    log_at(LOG_DEEP,
            "DEBUG:  pdf_parser - inflate problem (may be small or large impact - likely to result "
            "in some content missing in file)- err-%d-ret-%d-%d-%d \n",
-           init, ret, byte_at(from), byte_at(from + 1));
+           init, ret, buffer_byte_at(from), buffer_byte_at(from + 1));
     return -1;
   }
   if (ret == Z_OK || ret == Z_STREAM_END) return total;
@@ -105,7 +100,7 @@ int objstm_handler(int start, int stop) {
   // ---- 1. inflate ----
   int length = flate_handler_buffer_v2(start, stop);
   if (length <= 0) {
-    log_at(10,
+    log_at(LOG_DEBUG,
            "DEBUG:  pdf_parser - objstm_handler - no stream found - could not decompress Flate "
            "ObjStm- skipping. \n");
     free(flate_dst_tmp_buffer);
@@ -113,7 +108,7 @@ int objstm_handler(int start, int stop) {
     return -1;
   }
   if (length > OBJSTM_LARGE_STREAM) {
-    log_at(9, "DEBUG: pdf_parser - objstm_handler - large stream found - %d \n", length);
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - objstm_handler - large stream found - %d \n", length);
   }
   const unsigned char* data = flate_dst_tmp_buffer;
 
@@ -156,7 +151,7 @@ int objstm_handler(int start, int stop) {
     }
   }
   if (header_full) {
-    log_at(39, "WARNING: pdf_parser - objstm_handler - more than %d objects in header - rest dropped \n",
+    log_at(LOG_WARN, "WARNING: pdf_parser - objstm_handler - more than %d objects in header - rest dropped \n",
            OBJSTM_HEADER_MAX);
   }
 
@@ -188,7 +183,7 @@ int objstm_handler(int start, int stop) {
 
     // 3.4
     if (global_obj_counter > OBJ_COUNTER_WARN) {
-      log_at(39,
+      log_at(LOG_WARN,
              "WARNING: pdf_parser - global obj counter exceeeded MAX - 200,000 objects- unusual "
              "case - %d - %d \n",
              global_obj_counter, global_buffer_cursor);
@@ -222,7 +217,7 @@ int objstm_handler(int start, int stop) {
     }
   }
   if (bytes_dropped) {
-    log_at(39,
+    log_at(LOG_WARN,
            "WARNING: pdf_parser - objstm_handler - hidden objects reach past the end of buffer - "
            "bytes dropped - %d \n",
            global_buffer_cursor);

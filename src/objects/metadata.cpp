@@ -81,16 +81,16 @@ static void store_field(char* field, int size, const BoundedText* value, int whi
   field[length] = 0;
   switch (which) {
     case 0:
-      log_at(10, "DEBUG: pdf_parser - metadata_handler - author - %s \n", field);
+      log_at(LOG_DEBUG, "DEBUG: pdf_parser - metadata_handler - author - %s \n", field);
       break;
     case 1:
-      log_at(10, "DEBUG: pdf_parser - metadata_handler - create_date - %s \n", field);
+      log_at(LOG_DEBUG, "DEBUG: pdf_parser - metadata_handler - create_date - %s \n", field);
       break;
     case 2:
-      log_at(10, "DEBUG: pdf_parser -  metadata_handler - modify_date - %s \n", field);
+      log_at(LOG_DEBUG, "DEBUG: pdf_parser -  metadata_handler - modify_date - %s \n", field);
       break;
     default:
-      log_at(10, "DEBUG: pdf metadata_handler - creator_tool - %s \n", field);
+      log_at(LOG_DEBUG, "DEBUG: pdf metadata_handler - creator_tool - %s \n", field);
       break;
   }
 }
@@ -116,13 +116,13 @@ int metadata_handler(int start, int stop) {
   if (found) {
     // ---- 2. take the text ----
     if (global_tmp_obj.dict_start >= 0 && global_tmp_obj.dict_stop >= 0) {
-      log_at(9, "DEBUG: pdf_parser - Meta Dict Str - %s \n",
-             log_enabled(9) ? get_string_from_buffer(global_tmp_obj.dict_start, global_tmp_obj.dict_stop) : "");
+      log_at(LOG_DEEP, "DEBUG: pdf_parser - Meta Dict Str - %s \n",
+             log_enabled(LOG_DEEP) ? get_string_from_buffer(global_tmp_obj.dict_start, global_tmp_obj.dict_stop) : "");
     }
     const char* xml = "";
     int n = 0;
     if (global_tmp_obj.stream_start < 0 || global_tmp_obj.stop < 0) {
-      log_at(9,
+      log_at(LOG_DEEP,
              "DEBUG: pdf_parser - xml meta stream not found - may not be able to extract key file "
              "metadata. \n");
     } else {

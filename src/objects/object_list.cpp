@@ -10,6 +10,13 @@
 
 extern "C" {
 
+// The document arrays declared in objects.h; pdf_builder allocates and frees them per document.
+unsigned char* buffer = nullptr;
+int buffer_capacity = 0;
+ObjectRecord* obj = nullptr;
+PageRecord* Pages = nullptr;
+NameNumberPair* nn_global_tmp = nullptr;
+
 ObjectRecord global_tmp_obj;
 ObjectRecord catalog;
 
@@ -192,7 +199,7 @@ int build_obj_master_list(int file_length) {
       in_object = -1;
 
       if (global_obj_counter >= GLOBAL_MAX_OBJ) {
-        log_at(39, "WARNING:  pdf_parser - too many objects in file -  unusual - exceeding cap-%d \n",
+        log_at(LOG_WARN, "WARNING:  pdf_parser - too many objects in file -  unusual - exceeding cap-%d \n",
                global_obj_counter);
         return global_obj_counter;
       }

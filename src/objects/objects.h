@@ -58,6 +58,12 @@ extern ObjectRecord* obj;              // GLOBAL_MAX_OBJ entries
 extern ObjectRecord global_tmp_obj;    // last result of get_obj
 extern ObjectRecord catalog;           // copy of the catalog's record, hidden 0
 extern PageRecord* Pages;              // GLOBAL_MAX_PAGES entries plus one spare that reads as zero
+// The page-tree walk's lists (page_tree.cpp, which writes both as it goes down a level; not reset,
+// each level overwrites its own row before reading it).
+constexpr int TREE_LEVELS = 6;        // levels of /Kids followed; deeper pages are lost and logged
+constexpr int KIDS_LIST_MAX = 10000;  // kids kept per node; later ones are dropped
+extern int64_t level_list[TREE_LEVELS + 1][KIDS_LIST_MAX];  // kids of the node walked at each level
+extern int kids_count[TREE_LEVELS + 1];  // count of the extraction each level's list came from
 extern NameNumberPair* nn_global_tmp;  // GLOBAL_NN_TMP_COUNT entries; scratch of the extractors
 extern unsigned char* flate_dst_tmp_buffer;  // result of the last inflation; freed by its consumer
 extern unsigned char* objstm_flate_buffer;   // declared, never written or read
@@ -119,3 +125,16 @@ void repair_form_fonts(int p);                     // repair_forms.cpp: fonts of
 int repair_form_text(int p);                       // repair_forms.cpp: text of the forms drawn; briks
 
 }  // extern "C"
+
+// Small byte tests shared by the scanners of every folder (one definition here).
+// The byte of buffer at `pos`, or -1 where pos lies outside it: -1 equals no key element and no
+// mark, so a comparison that runs off the end simply fails.
+static inline int buffer_byte_at(int pos) {
+  if (buffer == nullptr || pos < 0 || pos >= buffer_capacity) return -1;
+  return buffer[pos];
+}
+static inline bool is_pdf_white(int c) { return c == ' ' || c == '\n' || c == '\r' || c == '\t' || c == '\f' || c == 0; }
+static inline bool is_pdf_delimiter(int c) {
+  return c < 0 || is_pdf_white(c) || c == '/' || c == '[' || c == ']' || c == '<' || c == '>' || c == '(' ||
+         c == ')' || c == '%';
+}

@@ -85,7 +85,7 @@ std::string font_key(int number, const char* name) {
 // ---- font records ----
 void create_font(const char* name, int number, int page) {
   if (global_font_count >= GLOBAL_MAX_FONT_ENCODINGS) {
-    log_at(39, "WARNING: pdf_parser - font records full - font not registered - %s \n", name);
+    log_at(LOG_WARN, "WARNING: pdf_parser - font records full - font not registered - %s \n", name);
     return;
   }
   FontRecord& font = Font_CMAP[global_font_count];
@@ -125,8 +125,8 @@ void page_images(PageRecord& page, const Span& dict) {
   page.image_count = 0;
   Span xo = value_of(dict.start, dict.stop, xobject_seq, 7);
   if (!present(xo)) return;
-  if (log_enabled(10)) {
-    log_at(10, "DEBUG: pdf_parser - images identified - xobject str-%s-%d-%d \n",
+  if (log_enabled(LOG_DEBUG)) {
+    log_at(LOG_DEBUG, "DEBUG: pdf_parser - images identified - xobject str-%s-%d-%d \n",
            get_string_from_buffer(xo.start, xo.stop), xo.start, xo.stop);
   }
   int n = extract_obj_from_buffer(xo.start, xo.stop);
@@ -134,7 +134,7 @@ void page_images(PageRecord& page, const Span& dict) {
   int limit = n;
   if (n >= 500) {
     limit = PAGE_IMAGE_WALK;
-    log_at(39, "WARNING: pdf_parser - found more than 500 images on single page - capping page- %d \n", n);
+    log_at(LOG_WARN, "WARNING: pdf_parser - found more than 500 images on single page - capping page- %d \n", n);
   }
   limit = pair_limit(limit);
   int s = 0;
@@ -188,7 +188,7 @@ void resources_fonts(PageRecord& page, int p, const Span& dict) {
   int turns = 0;
   for (int j = 0; j < pair_limit(c); j++) {
     if (++turns > RESOURCE_WALK_MAX_TURNS) {
-      log_at(39, "WARNING: pdf_parser - page resources walk stopped - too many turns - %d \n", p);
+      log_at(LOG_WARN, "WARNING: pdf_parser - page resources walk stopped - too many turns - %d \n", p);
       break;
     }
     if (nn_global_tmp[j].name[0] != 0 || get_obj(nn_global_tmp[j].number) < 0) continue;
@@ -216,7 +216,7 @@ void resources_fonts(PageRecord& page, int p, const Span& dict) {
       t = extract_obj_from_buffer(x.start, x.stop);
       if (t > 0) {
         int limit = pair_limit(t >= 500 ? PAGE_IMAGE_WALK : t);
-        // The walk's own index runs on from where this copy stops, as the pass always did.
+        // Intended: the index j is the walk's own, reused; it runs on from where this copy stops.
         for (j = page.image_count; j < limit; j++) {
           store_image(page, j, nn_global_tmp[j]);
           page.image_count++;
@@ -251,7 +251,7 @@ void page_fonts(int p, const Span& dict) {
       if (length <= FONT_NAME_MAX_DIRECT) {
         create_font(pair.name, pair.number, p);
       } else {
-        log_at(39, "DEBUG:  pdf_parser - unusual - font name too long - can not save - %d \n", length);
+        log_at(LOG_WARN, "DEBUG:  pdf_parser - unusual - font name too long - can not save - %d \n", length);
       }
       continue;
     }
@@ -305,14 +305,14 @@ int page_resource_handler(int unused) {
 
     // ---- 1. the page object ----
     if (get_obj(page.page_obj) < 0) {
-      log_at(9, "DEBUG:  pdf_parser - problem page - unusual - %d - page not found. \n", p);
+      log_at(LOG_DEEP, "DEBUG:  pdf_parser - problem page - unusual - %d - page not found. \n", p);
       continue;
     }
 
     // ---- 2. the span every page-level look-up uses ----
     Span dict = dict_of_tmp_obj();
     if (dict.stop - dict.start > PAGE_SPAN_TRUSTED) {
-      log_at(9, "DEBUG:  pdf_parser - page dictionary mis-mapping - %d - %d \n", dict.start, dict.stop);
+      log_at(LOG_DEEP, "DEBUG:  pdf_parser - page dictionary mis-mapping - %d - %d \n", dict.start, dict.stop);
       dict = Span{global_tmp_obj.start, global_tmp_obj.stop};
     }
 
@@ -324,8 +324,8 @@ int page_resource_handler(int unused) {
         int kept = n > PAGE_MAX_CONTENTS ? PAGE_MAX_CONTENTS : pair_limit(n);  // later streams drop
         page.content_count = kept;
         for (int k = 0; k < kept; k++) page.content_obj[k] = nn_global_tmp[k].number;
-      } else if (log_enabled(10)) {
-        log_at(10, "DEBUG: pdf_parser - page - no content found - %s \n",
+      } else if (log_enabled(LOG_DEBUG)) {
+        log_at(LOG_DEBUG, "DEBUG: pdf_parser - page - no content found - %s \n",
                get_string_from_buffer(dict.start, dict.stop));
       }
     }
@@ -346,11 +346,11 @@ int page_resource_handler(int unused) {
   font_map_active = false;
   first_font_of.clear();
 
-  log_at(10, "DEBUG: pdf_parser - global page count - %d \n", global_page_count);
-  log_at(10, "DEBUG: pdf_parser - global font count- %d \n", global_font_count);
+  log_at(LOG_DEBUG, "DEBUG: pdf_parser - global page count - %d \n", global_page_count);
+  log_at(LOG_DEBUG, "DEBUG: pdf_parser - global font count- %d \n", global_font_count);
   for (int i = 0; i < global_font_count; i++) {
     Font_CMAP[i].cmap_count = 0;
-    log_at(9, "DEBUG: FONT MASTER LIST-%d-%s-%d-%d-%s \n", i, Font_CMAP[i].font_name,
+    log_at(LOG_DEEP, "DEBUG: FONT MASTER LIST-%d-%s-%d-%d-%s \n", i, Font_CMAP[i].font_name,
            Font_CMAP[i].font_obj, Font_CMAP[i].page_count, Font_CMAP[i].font_name);
   }
   return 0;

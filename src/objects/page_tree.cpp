@@ -7,14 +7,10 @@
 
 extern "C" {
 
-constexpr int TREE_LEVELS = 6;        // levels of /Kids followed; deeper pages are lost and logged
-constexpr int KIDS_LIST_MAX = 10000;  // kids kept per node; later ones are dropped
-
-// One list of object numbers per level: nn_global_tmp is overwritten by the next extraction, so
-// a level copies its kids out before it looks at them. kids_count[level] is the count of the
-// extraction that the level's list came from.
-static int64_t level_list[TREE_LEVELS + 1][KIDS_LIST_MAX];
-static int kids_count[TREE_LEVELS + 1];
+// One list of object numbers per level (declared in objects.h): nn_global_tmp is overwritten by
+// the next extraction, so a level copies its kids out before it looks at them.
+int64_t level_list[TREE_LEVELS + 1][KIDS_LIST_MAX];
+int kids_count[TREE_LEVELS + 1];
 
 // Adds a page found at levels 1 to 4: at the cap the page is dropped (the spare entry of Pages
 // is never written) and the level's warning comes once for each such page.
@@ -26,21 +22,21 @@ static void add_page_capped(int level, int number) {
   }
   switch (level) {
     case 1:
-      log_at(39, "WARNING:  pdf_parser - too many pages - exceeded GLOBAL_MAX_PAGES = %d \n",
+      log_at(LOG_WARN, "WARNING:  pdf_parser - too many pages - exceeded GLOBAL_MAX_PAGES = %d \n",
              GLOBAL_MAX_PAGES);
       break;
     case 2:
-      log_at(39, "WARNING:  pdf_parser - too many pages - exceeded cap of GLOBAL_MAX_PAGES = %d \n",
+      log_at(LOG_WARN, "WARNING:  pdf_parser - too many pages - exceeded cap of GLOBAL_MAX_PAGES = %d \n",
              GLOBAL_MAX_PAGES);
       break;
     case 3:
-      log_at(39,
+      log_at(LOG_WARN,
              "WARNING:  pdf_parser - too many pages - exceeded cap - stopping at GLOBAL_MAX_PAGES "
              "= %d \n",
              GLOBAL_MAX_PAGES);
       break;
     default:
-      log_at(39,
+      log_at(LOG_WARN,
              "WARNING: pdf_parser -             too many pages - exceeded           cap - "
              "GLOBAL_MAX_PAGES =            %d \n",
              GLOBAL_MAX_PAGES);
@@ -55,10 +51,10 @@ static int add_page_or_stop(int level, int number) {
   global_page_count++;
   if (global_page_count <= GLOBAL_MAX_PAGES) return 0;
   if (level == 5) {
-    log_at(9, "DEBUG:  pdf_parser - too many pages - exceeded cap - stopping at GLOBAL_MAX_PAGES = %d \n",
+    log_at(LOG_DEEP, "DEBUG:  pdf_parser - too many pages - exceeded cap - stopping at GLOBAL_MAX_PAGES = %d \n",
            GLOBAL_MAX_PAGES);
   } else {
-    log_at(9, "DEBUG: pdf_parser - too many pages - exceeded cap \n");
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - too many pages - exceeded cap \n");
   }
   return 1;
 }
@@ -74,7 +70,7 @@ static int extract_kids(int start, int stop) {
 // cap), else 0.
 static int walk_level(int level, int count) {
   // ---- 1. copy the kids out, up to the first number 0 ----
-  // Level 5 takes as its bound the count of level 4's list, not its own.
+  // Intended: level five copies with level four's count as its bound, not its own.
   kids_count[level] = count;
   int bound = level == 5 ? kids_count[4] : count;
   if (bound > KIDS_LIST_MAX) bound = KIDS_LIST_MAX;
@@ -101,8 +97,8 @@ static int walk_level(int level, int count) {
         add_page_capped(level, number);
       } else {
         if (level == 6) {
-          log_at(9, "DEBUG:  pdf_parser - unusual case- found Pages deep nested loop - Found last page - %s \n",
-                 log_enabled(9) ? get_string_from_buffer(start, stop) : "");
+          log_at(LOG_DEEP, "DEBUG:  pdf_parser - unusual case- found Pages deep nested loop - Found last page - %s \n",
+                 log_enabled(LOG_DEEP) ? get_string_from_buffer(start, stop) : "");
         }
         if (add_page_or_stop(level, number) == 1) return 1;
       }
@@ -123,9 +119,9 @@ static int walk_level(int level, int count) {
       continue;
     }
     if (level == 5) {
-      log_at(9, "DEBUG:  pdf_parser - catalog_to_page handler - need 6th loop - unusual nested loop -more pages- handling");
-      log_at(9, "DEBUG:  pdf_parser - dict found- very unlikely nesting pattern -%s \n",
-             log_enabled(9) ? get_string_from_buffer(start, stop) : "");
+      log_at(LOG_DEEP, "DEBUG:  pdf_parser - catalog_to_page handler - need 6th loop - unusual nested loop -more pages- handling");
+      log_at(LOG_DEEP, "DEBUG:  pdf_parser - dict found- very unlikely nesting pattern -%s \n",
+             log_enabled(LOG_DEEP) ? get_string_from_buffer(start, stop) : "");
     }
     int inner = extract_kids(start, stop);
     if (inner > 0 && walk_level(level + 1, inner) == 1) return 1;
@@ -142,19 +138,19 @@ int catalog_to_page_handler(int start, int stop) {
   if (extract_obj_from_buffer(pages->value_start, pages->value_stop) >= 1) {
     root = nn_global_tmp[0].number;
   } else {
-    log_at(39, "WARNING: pdf_parser - pdf could not find page_root_obj - exiting. \n");
+    log_at(LOG_WARN, "WARNING: pdf_parser - pdf could not find page_root_obj - exiting. \n");
   }
 
   // ---- 2. the root's object ----
   if (get_obj(root) == -1) {
-    log_at(39, "WARNING: pdf_parser - could not find page_root_obj - exiting - %d \n", root);
+    log_at(LOG_WARN, "WARNING: pdf_parser - could not find page_root_obj - exiting - %d \n", root);
   }
   int root_start = global_tmp_obj.dict_start;
   int root_stop = global_tmp_obj.dict_stop;
 
   // ---- 3. no root dictionary ends the document only in debug mode 3 ----
   if (debug_mode == 3 && (root_start < 0 || root_stop < 0)) {
-    log_at(39, "WARNING: pdf_parser - could not find /Page root str - exiting. \n");
+    log_at(LOG_WARN, "WARNING: pdf_parser - could not find /Page root str - exiting. \n");
     return -1;
   }
 
@@ -170,9 +166,9 @@ int catalog_to_page_handler(int start, int stop) {
   if (kids >= 1 && walk_level(1, kids) == 1) return 0;
 
   // ---- 6. the end check: only logs ----
-  log_at(10, "DEBUG: pdf_parser - page count - %d- pages_found - %d \n", page_count, global_page_count);
+  log_at(LOG_DEBUG, "DEBUG: pdf_parser - page count - %d- pages_found - %d \n", page_count, global_page_count);
   if (page_count > global_page_count) {
-    log_at(10,
+    log_at(LOG_DEBUG,
            "DEBUG: pdf_parser - potential error - page_count not the same as global_page_count - "
            "%d - %d \n",
            page_count, global_page_count);

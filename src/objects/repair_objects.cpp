@@ -23,32 +23,21 @@ constexpr int OBJSTM_OBJECTS_MAX = 50000;   // objects of one stream's header
 
 enum Filter { NONE_FILTER, FLATE, LZW, ASCII85, ASCIIHEX, UNKNOWN_FILTER };
 
-int byte_at(int pos) {
-  if (buffer == nullptr || pos < 0 || pos >= buffer_capacity) return -1;
-  return buffer[pos];
-}
-
-bool is_white(int c) { return c == ' ' || c == '\n' || c == '\r' || c == '\t' || c == '\f' || c == 0; }
-bool is_delimiter(int c) {
-  return c < 0 || is_white(c) || c == '/' || c == '[' || c == ']' || c == '<' || c == '>' || c == '(' ||
-         c == ')' || c == '%';
-}
-
 // Position of the first "/name" (as a whole name) in [start, stop], or -1.
 int find_name(int start, int stop, const char* name) {
   int n = static_cast<int>(strlen(name));
   if (start < 0) start = 0;
   for (int i = start; i + n <= stop + 1; i++) {
-    if (byte_at(i) != '/') continue;
+    if (buffer_byte_at(i) != '/') continue;
     int k = 0;
-    while (k < n && byte_at(i + 1 + k) == static_cast<unsigned char>(name[k])) k++;
-    if (k == n && is_delimiter(byte_at(i + 1 + n))) return i;
+    while (k < n && buffer_byte_at(i + 1 + k) == static_cast<unsigned char>(name[k])) k++;
+    if (k == n && is_pdf_delimiter(buffer_byte_at(i + 1 + n))) return i;
   }
   return -1;
 }
 
 int skip_white(int i, int stop) {
-  while (i <= stop && is_white(byte_at(i))) i++;
+  while (i <= stop && is_pdf_white(buffer_byte_at(i))) i++;
   return i;
 }
 
@@ -57,8 +46,8 @@ int integer_at(int i, int stop) {
   i = skip_white(i, stop);
   int64_t v = 0;
   int digits = 0;
-  while (i <= stop && byte_at(i) >= '0' && byte_at(i) <= '9' && digits < 10) {
-    v = v * 10 + (byte_at(i) - '0');
+  while (i <= stop && buffer_byte_at(i) >= '0' && buffer_byte_at(i) <= '9' && digits < 10) {
+    v = v * 10 + (buffer_byte_at(i) - '0');
     i++;
     digits++;
   }
@@ -86,18 +75,18 @@ int filter_chain(int start, int stop, Filter* chain) {
   int at = find_name(start, stop, "Filter");
   if (at < 0) return 0;
   int i = skip_white(at + 7, stop);
-  bool array = byte_at(i) == '[';
+  bool array = buffer_byte_at(i) == '[';
   if (array) i++;
   int count = 0;
   while (i <= stop) {
     i = skip_white(i, stop);
-    int c = byte_at(i);
+    int c = buffer_byte_at(i);
     if (c != '/') break;
     char name[32];
     int n = 0;
     i++;
-    while (i <= stop && !is_delimiter(byte_at(i))) {
-      if (n < 31) name[n++] = static_cast<char>(byte_at(i));
+    while (i <= stop && !is_pdf_delimiter(buffer_byte_at(i))) {
+      if (n < 31) name[n++] = static_cast<char>(buffer_byte_at(i));
       i++;
     }
     if (count >= FILTER_CHAIN_MAX) return -1;
@@ -229,19 +218,19 @@ bool stream_data(int stream_start, int stop, int* from, int* to) {
   if (stream_start < 0 || stop < stream_start) return false;
   int at = -1;
   for (int i = stream_start; i < stream_start + STREAM_KEYWORD_REACH && i + 6 <= stop + 1; i++) {
-    if (byte_at(i) == 's' && byte_at(i + 1) == 't' && byte_at(i + 2) == 'r' && byte_at(i + 3) == 'e' &&
-        byte_at(i + 4) == 'a' && byte_at(i + 5) == 'm') {
+    if (buffer_byte_at(i) == 's' && buffer_byte_at(i + 1) == 't' && buffer_byte_at(i + 2) == 'r' && buffer_byte_at(i + 3) == 'e' &&
+        buffer_byte_at(i + 4) == 'a' && buffer_byte_at(i + 5) == 'm') {
       at = i + 6;
       break;
     }
   }
   if (at < 0) return false;
-  if (byte_at(at) == '\r') at++;
-  if (byte_at(at) == '\n') at++;
+  if (buffer_byte_at(at) == '\r') at++;
+  if (buffer_byte_at(at) == '\n') at++;
   int end = stop + 1;
   if (end > buffer_capacity) end = buffer_capacity;
   for (int i = end - 9; i >= at; i--) {
-    if (byte_at(i) == 'e' && memcmp(buffer + i, "endstream", 9) == 0) {
+    if (buffer_byte_at(i) == 'e' && memcmp(buffer + i, "endstream", 9) == 0) {
       end = i;
       break;
     }
@@ -292,11 +281,11 @@ extern "C" {
 int repair_is_catalog(int start, int stop) {
   for (int at = find_name(start, stop, "Type"); at >= 0; at = find_name(at + 5, stop, "Type")) {
     int i = skip_white(at + 5, stop);
-    if (byte_at(i) != '/') continue;
+    if (buffer_byte_at(i) != '/') continue;
     static const char word[] = "Catalog";
     int k = 0;
-    while (k < 7 && byte_at(i + 1 + k) == word[k]) k++;
-    if (k == 7 && is_delimiter(byte_at(i + 8))) return 1;
+    while (k < 7 && buffer_byte_at(i + 1 + k) == word[k]) k++;
+    if (k == 7 && is_pdf_delimiter(buffer_byte_at(i + 8))) return 1;
   }
   return -1;
 }
@@ -334,7 +323,7 @@ int repair_decode_stream(int dict_start, int dict_stop, int stream_start, int st
   }
   std::vector<unsigned char> out;
   if (!decode_to(dict_start, dict_stop, stream_start, stop, out) || out.empty()) {
-    log_at(9, "DEBUG: pdf_parser - repair - stream not decoded - %d \n", stream_start);
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - repair - stream not decoded - %d \n", stream_start);
     return -1;
   }
   flate_dst_tmp_buffer = static_cast<unsigned char*>(malloc(out.size() + FLATE_GUARD));
@@ -380,7 +369,7 @@ int repair_objstm_handler(int dict_start, int dict_stop, int stream_start, int s
     if (e > length) e = length;
     if (e < s) e = s;
     if (global_obj_counter >= GLOBAL_MAX_OBJ - 2 || global_buffer_cursor + (e - s) >= buffer_capacity) {
-      log_at(39, "WARNING: pdf_parser - repair - object stream objects dropped - no room - %d \n",
+      log_at(LOG_WARN, "WARNING: pdf_parser - repair - object stream objects dropped - no room - %d \n",
              global_buffer_cursor);
       break;
     }

@@ -32,7 +32,7 @@ extern "C" {
 // created otherwise, so records gather across batches, documents and runs.
 int write_to_file(int start, int stop, char* account_name, char* library_name, int doc_id,
                   int brik_id, char* time_stamp, char* file_name) {
-  log_at(9, "DEBUG: pdf_parser - writing parsing output to file. \n");
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - writing parsing output to file. \n");
   char path[PATH_SIZE];
   snprintf(path, sizeof path, "%s%s", global_image_fp != nullptr ? global_image_fp : "",
            file_name != nullptr ? file_name : "");
@@ -45,7 +45,7 @@ int write_to_file(int start, int stop, char* account_name, char* library_name, i
     out = fopen(path, "w");
   }
   if (out == nullptr) {
-    log_at(49, "ERROR: pdf_parser - write_to_file - can not open output file - %s \n", path);
+    log_at(LOG_ERROR, "ERROR: pdf_parser - write_to_file - can not open output file - %s \n", path);
     return brik_id;
   }
   char* text_search = static_cast<char*>(malloc(TEXT_SEARCH_SIZE));

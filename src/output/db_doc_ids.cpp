@@ -49,7 +49,7 @@ static PGconn* pg_connect(const char* name, int warn_limit) {
     log_at(warn_limit, "WARNING: pdf_parser - %s - connection failed - %s \n", name,
            text_or_empty(global_db_uri_string));
   } else {
-    log_at(9, "DEBUG: pdf_parser - %s - connection successful.\n", name);
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - %s - connection successful.\n", name);
   }
   return conn;
 }
@@ -91,15 +91,15 @@ extern "C" {
 
 int pull_new_doc_id_pg(char* account_name, char* library_name) {
   // The connection warning goes to the log at warning level, like its sisters'.
-  PGconn* conn = pg_connect("pull_new_doc_id_pg", 39);
+  PGconn* conn = pg_connect("pull_new_doc_id_pg", LOG_WARN);
   char sql[SQL_SIZE];
   const char* refusal = nullptr;
   build_next_id(sql, library_name, &refusal);
-  log_at(9, "DEBUG: pdf_parser - pull_new_doc_id_pg - sql_string - %s \n", sql);
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - pull_new_doc_id_pg - sql_string - %s \n", sql);
   PGresult* result = refusal == nullptr ? db_pg_exec_one(conn, sql) : nullptr;
   if (result == nullptr || PQresultStatus(result) != PGRES_TUPLES_OK) {
-    log_at(10, "DEBUG: pdf_parser - pull_new_doc_id_pg - query failed.\n");
-    if (refusal != nullptr) log_at(39, "WARNING: pdf_parser - pull_new_doc_id_pg - %s \n", refusal);
+    log_at(LOG_DEBUG, "DEBUG: pdf_parser - pull_new_doc_id_pg - query failed.\n");
+    if (refusal != nullptr) log_at(LOG_WARN, "WARNING: pdf_parser - pull_new_doc_id_pg - %s \n", refusal);
   }
   // No row at all (no such library, a failed or refused statement) gives 0, so that the
   // caller's fallback number applies. Otherwise the last value read wins.
@@ -109,39 +109,39 @@ int pull_new_doc_id_pg(char* account_name, char* library_name) {
   for (int r = 0; r < rows; r++) {
     for (int f = 0; f < fields; f++) doc_id = atoi(PQgetvalue(result, r, f));
   }
-  log_at(9, "DEBUG: pdf_parser - pull_new_doc_id_pg - new doc id - %d \n", doc_id);
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - pull_new_doc_id_pg - new doc id - %d \n", doc_id);
   PQclear(result);
   PQfinish(conn);
   return doc_id;
 }
 
 int pull_new_doc_id_sqlite(char* account_name, char* library_name) {
-  log_at(9, "DEBUG: pdf_parser - pull_new_doc_id_sqlite - %s \n", text_or_empty(global_db_uri_string));
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - pull_new_doc_id_sqlite - %s \n", text_or_empty(global_db_uri_string));
   sqlite3* db = nullptr;
   if (db_sqlite_open(text_or_empty(global_db_uri_string), &db) != SQLITE_OK) {
-    log_at(39, "WARNING: pdf_parser - pull_new_doc_id_sqlite - can not open database: %s\n",
+    log_at(LOG_WARN, "WARNING: pdf_parser - pull_new_doc_id_sqlite - can not open database: %s\n",
            sqlite3_errmsg(db));
     sqlite3_close(db);
     return 0;
   }
-  log_at(9, "DEBUG: pdf_parser - pull_new_doc_id_sqlite - opened database successfully\n");
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - pull_new_doc_id_sqlite - opened database successfully\n");
   char sql[SQL_SIZE];
   const char* refusal = nullptr;
   build_next_id(sql, library_name, &refusal);
-  log_at(9, "DEBUG: pdf_parser - pull_new_doc_id_sqlite - sql_string - %s \n", sql);
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - pull_new_doc_id_sqlite - sql_string - %s \n", sql);
   sqlite3_stmt* stmt = nullptr;
   const char* tail = nullptr;
   int doc_id = 0;
   if (refusal != nullptr) {
-    log_at(39, "WARNING: pdf_parser - pull_new_doc_id - sqlite - query error: %s.\n", refusal);
+    log_at(LOG_WARN, "WARNING: pdf_parser - pull_new_doc_id - sqlite - query error: %s.\n", refusal);
   } else if (sqlite3_prepare_v2(db, sql, -1, &stmt, &tail) != SQLITE_OK || stmt == nullptr) {
-    log_at(39, "WARNING: pdf_parser - pull_new_doc_id - sqlite - query error: %s.\n", sqlite3_errmsg(db));
+    log_at(LOG_WARN, "WARNING: pdf_parser - pull_new_doc_id - sqlite - query error: %s.\n", sqlite3_errmsg(db));
   } else {
-    log_at(9, "DEBUG: pdf_parser - pull_new_doc_id - sqlite - query successful.\n");
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - pull_new_doc_id - sqlite - query successful.\n");
     // The loop ends at SQLITE_DONE and at any failure, with the identifier as it stands.
     while (sqlite3_step(stmt) == SQLITE_ROW) doc_id = sqlite3_column_int(stmt, 0);
   }
-  log_at(9, "DEBUG: pdf_parser - pull_new_doc_id_sqlite - new doc id - %d \n", doc_id);
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - pull_new_doc_id_sqlite - new doc id - %d \n", doc_id);
   sqlite3_finalize(stmt);
   sqlite3_close(db);
   return doc_id;
@@ -165,7 +165,7 @@ int pull_new_doc_id_mongo(char* account_name, char* library_name) {
       (BSON_ITER_HOLDS_DOCUMENT(&iter) || BSON_ITER_HOLDS_ARRAY(&iter)) &&
       bson_iter_recurse(&iter, &inner) && bson_iter_find(&inner, "unique_doc_id")) {
     doc_id = static_cast<int>(bson_iter_int64(&inner));
-    log_at(9, "DEBUG: pdf_parser - pulled new unique doc_id value - %d \n", doc_id);
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - pulled new unique doc_id value - %d \n", doc_id);
   }
   bson_destroy(&reply);
   bson_destroy(update);
@@ -187,18 +187,18 @@ int pull_new_doc_id(char* account_name, char* library_name) {
 
 int update_library_inc_totals_pg(char* account_name, char* library_name, int documents,
                                  int blocks, int images, int pages, int tables) {
-  PGconn* conn = pg_connect("update_library_inc_totals_pg", 39);
+  PGconn* conn = pg_connect("update_library_inc_totals_pg", LOG_WARN);
   char sql[SQL_SIZE];
   const char* refusal = nullptr;
   build_totals(sql, library_name, documents, blocks, images, pages, tables, &refusal);
-  log_at(9, "DEBUG: pdf_parser - update_library_inc_totals_pg - %s \n", sql);
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - update_library_inc_totals_pg - %s \n", sql);
   PGresult* result = refusal == nullptr ? db_pg_exec_one(conn, sql) : nullptr;
   if (result != nullptr && PQresultStatus(result) == PGRES_COMMAND_OK) {
-    log_at(9, "DEBUG: pdf_parser - update_library_inc_totals_pg - insert successful.\n");
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - update_library_inc_totals_pg - insert successful.\n");
   } else {
-    log_at(39, "WARNING: pdf_parser - update_library_inc_totals_pg - insert failed.\n");
+    log_at(LOG_WARN, "WARNING: pdf_parser - update_library_inc_totals_pg - insert failed.\n");
     if (refusal != nullptr) {
-      log_at(39, "WARNING: pdf_parser - update_library_inc_totals_pg - %s \n", refusal);
+      log_at(LOG_WARN, "WARNING: pdf_parser - update_library_inc_totals_pg - %s \n", refusal);
     }
   }
   PQclear(result);
@@ -210,25 +210,25 @@ int update_library_inc_totals_sqlite(char* account_name, char* library_name, int
                                      int blocks, int images, int pages, int tables) {
   sqlite3* db = nullptr;
   if (db_sqlite_open(text_or_empty(global_db_uri_string), &db) != SQLITE_OK) {
-    log_at(39, "WARNING: pdf_parser - update_library_inc_totals_sqlite - can not open database: %s\n",
+    log_at(LOG_WARN, "WARNING: pdf_parser - update_library_inc_totals_sqlite - can not open database: %s\n",
            sqlite3_errmsg(db));
     sqlite3_close(db);
     return 0;
   }
-  log_at(9, "DEBUG: pdf_parser - update_library_inc_totals_sqlite - opened database successfully.\n");
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - update_library_inc_totals_sqlite - opened database successfully.\n");
   char sql[SQL_SIZE];
   const char* refusal = nullptr;
   build_totals(sql, library_name, documents, blocks, images, pages, tables, &refusal);
-  log_at(9, "DEBUG: pdf_parser - update_library_inc_totals_sqlite - sql_string - %s \n", sql);
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - update_library_inc_totals_sqlite - sql_string - %s \n", sql);
   char* error = nullptr;
   if (refusal != nullptr) {
-    log_at(39, "WARNING: pdf_parser - update_library_inc_totals_sqlite - exec error: %s\n", refusal);
+    log_at(LOG_WARN, "WARNING: pdf_parser - update_library_inc_totals_sqlite - exec error: %s\n", refusal);
   } else if (db_sqlite_exec_one(db, sql, &error) != SQLITE_OK) {
-    log_at(39, "WARNING: pdf_parser - update_library_inc_totals_sqlite - exec error: %s\n",
+    log_at(LOG_WARN, "WARNING: pdf_parser - update_library_inc_totals_sqlite - exec error: %s\n",
            text_or_empty(error));
     sqlite3_free(error);
   } else {
-    log_at(9, "DEBUG: pdf_parser - update_library_inc_totals_sqlite - update successful.\n");
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - update_library_inc_totals_sqlite - update successful.\n");
   }
   sqlite3_close(db);
   return 0;

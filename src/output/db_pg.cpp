@@ -157,7 +157,7 @@ static void write_rows_pipelined(PGconn* conn, const char* statement, int start,
   // Intended: a refused row names the next brik's id, as in the one-by-one inserts.
   for (int k = 0; k < n; k++) {
     if (state[k] == REFUSED) {
-      log_at(39, "WARNING: pdf_parser - write_to_pg - error writing block - %d - %s \n", brik_id + k + 1,
+      log_at(LOG_WARN, "WARNING: pdf_parser - write_to_pg - error writing block - %d - %s \n", brik_id + k + 1,
              errors[k].c_str());
     }
   }
@@ -170,16 +170,16 @@ extern "C" {
 int write_to_pg(int start, int stop, char* account_name, char* library_name, int doc_id,
                 int brik_id, char* time_stamp) {
   // ---- 1. to 4. connection and buffers ----
-  log_at(9, "DEBUG: pdf_parser - write_to_pg - starting here - %d - %d.\n", start, stop);
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - write_to_pg - starting here - %d - %d.\n", start, stop);
   const char* conninfo = global_db_uri_string != nullptr ? global_db_uri_string : "";
   PGconn* conn = PQconnectdb(conninfo);
-  log_at(9, "DEBUG: pdf_parser - write_to_pg - started pgconn connection - %s \n", conninfo);
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - write_to_pg - started pgconn connection - %s \n", conninfo);
   char* scratch = static_cast<char*>(malloc(DB_SCRATCH_SIZE));
   char* statement = static_cast<char*>(malloc(STATEMENT_SIZE));
   if (PQstatus(conn) != CONNECTION_OK) {
-    log_at(39, "WARNING: pdf_parser - write_to_pg - connection failed - %s \n", conninfo);
+    log_at(LOG_WARN, "WARNING: pdf_parser - write_to_pg - connection failed - %s \n", conninfo);
   } else {
-    log_at(9, "DEBUG: pdf_parser - write_to_pg - connection successful.\n");
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - write_to_pg - connection successful.\n");
   }
   const char* table_name = library_name != nullptr ? library_name : "";
   const char* stamp = time_stamp != nullptr ? time_stamp : "";
@@ -187,7 +187,7 @@ int write_to_pg(int start, int stop, char* account_name, char* library_name, int
   // The statement text is the same for every brik of a call, so it is built once.
   snprintf(statement, STATEMENT_SIZE, "INSERT INTO %s%s%s", table_name, PG_COLUMNS, PG_VALUES);
   // ---- 5. one insert per brik; pipelined when the log shows warnings only ----
-  if (refusal == nullptr && PQstatus(conn) == CONNECTION_OK && !log_enabled(10) && stop - start > 1) {
+  if (refusal == nullptr && PQstatus(conn) == CONNECTION_OK && !log_enabled(LOG_DEBUG) && stop - start > 1) {
     write_rows_pipelined(conn, statement, start, stop, doc_id, brik_id, stamp, scratch);
     start = stop;
   }
@@ -195,7 +195,7 @@ int write_to_pg(int start, int stop, char* account_name, char* library_name, int
     BrikRecord* brik = &Briks[i];
     // Intended: the flag is worked out and then not sent; the SQL sinks store "cmyk_flag".
     db_prepare_text(i, scratch, DB_INVALID_HEADER_ALWAYS, PG_REMEDIATION);
-    log_at(9, "DEBUG: writing to db: %s \n", brik->text);
+    log_at(LOG_DEEP, "DEBUG: writing to db: %s \n", brik->text);
     char numbers[7][NUMBER_SIZE];
     const char* params[PG_PARAMS];
     fill_params(i, brik_id, doc_id, stamp, scratch, numbers, params);
@@ -206,13 +206,13 @@ int write_to_pg(int start, int stop, char* account_name, char* library_name, int
     // Intended: the id moves on before the result is read, so a failure names the next brik's id.
     brik_id++;
     if (result != nullptr && PQresultStatus(result) == PGRES_COMMAND_OK) {
-      log_at(9, "DEBUG: pdf_parser - write_to_pg - insert successful.\n");
+      log_at(LOG_DEEP, "DEBUG: pdf_parser - write_to_pg - insert successful.\n");
     } else {
-      log_at(39, "WARNING: pdf_parser - write_to_pg - error writing block - %d - %s \n", brik_id,
+      log_at(LOG_WARN, "WARNING: pdf_parser - write_to_pg - error writing block - %d - %s \n", brik_id,
              refusal != nullptr ? refusal : PQresultErrorMessage(result));
-      if (log_enabled(9)) {
+      if (log_enabled(LOG_DEEP)) {
         for (const char* p = scratch; *p != 0; p++) {
-          if (static_cast<signed char>(*p) <= 31) log_at(9, "- %d - ", static_cast<signed char>(*p));
+          if (static_cast<signed char>(*p) <= 31) log_at(LOG_DEEP, "- %d - ", static_cast<signed char>(*p));
         }
       }
     }

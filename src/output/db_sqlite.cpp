@@ -56,14 +56,14 @@ int write_to_sqlite(int start, int stop, char* account_name, char* library_name,
                     int brik_id, char* time_stamp) {
   // ---- 1. and 2. open ----
   const char* path = global_db_uri_string != nullptr ? global_db_uri_string : "";
-  log_at(9, "DEBUG: pdf_parser - write_to_sqlite - %s \n", path);
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - write_to_sqlite - %s \n", path);
   sqlite3* db = nullptr;
   if (db_sqlite_open(path, &db) != SQLITE_OK) {
-    log_at(39, "WARNING: pdf_parser - write_to_sqlite - can not open database: %s\n", sqlite3_errmsg(db));
+    log_at(LOG_WARN, "WARNING: pdf_parser - write_to_sqlite - can not open database: %s\n", sqlite3_errmsg(db));
     sqlite3_close(db);  // the handle of a failed open still holds memory
     return 0;
   }
-  log_at(9, "DEBUG: pdf_parser - write_to_sqlite - opened database successfully\n");
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - write_to_sqlite - opened database successfully\n");
   char* scratch = static_cast<char*>(malloc(DB_SCRATCH_SIZE));
   char* statement = static_cast<char*>(malloc(STATEMENT_SIZE));
   char* escaped_text = static_cast<char*>(malloc(ESCAPED_TEXT_SIZE));
@@ -92,13 +92,13 @@ int write_to_sqlite(int start, int stop, char* account_name, char* library_name,
     // Intended: the flag is worked out and then not written; the row always says 'cmyk_flag'.
     db_prepare_text(i, scratch, DB_INVALID_HEADER_IF_ON,
                     "DEBUG:  pdf_parser - write_to_sqlite - fails bson validation - remediating.\n");
-    log_at(9, "DEBUG: pdf_parser - writing to db: %s \n", brik->text);
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - writing to db: %s \n", brik->text);
     size_t text_length = escape(escaped_text, scratch);
     size_t header_length = escape(escaped_header, brik->header_text);
     size_t table_length = escape(escaped_table, brik->table);
     size_t author_length = escape(escaped_doc, my_doc.author);
     size_t file_length = escape(escaped_file, my_doc.file_name);
-    if (log_enabled(9)) {
+    if (log_enabled(LOG_DEEP)) {
       snprintf(statement, STATEMENT_SIZE,
                "INSERT INTO %s%sVALUES (%d, %d, '%s', 'pdf', %d, %d, %d, %d, %d, %d, '%s', '%s', '%s', "
                "'%s', '%s', '%s', '%s', '%s', '%s', '%s', '%s', '', '', '', 'cmyk_flag', 'false', "
@@ -107,7 +107,7 @@ int write_to_sqlite(int start, int stop, char* account_name, char* library_name,
                0, brik->coords_x, brik->coords_y, brik->coords_cx, brik->coords_cy, escaped_doc, stamp,
                escaped_file, escaped_table, my_doc.modified_date, my_doc.created_date,
                my_doc.creator_tool, brik->external_files, escaped_text, escaped_header, escaped_text);
-      log_at(9, "DEBUG: pdf_parser - write_to_db_sqlite - sql_string - %s \n", statement);
+      log_at(LOG_DEEP, "DEBUG: pdf_parser - write_to_db_sqlite - sql_string - %s \n", statement);
     }
     // The values written between quotes without escaping must hold no quote, and the table name
     // must be a plain identifier; otherwise the row is never sent.
@@ -119,13 +119,13 @@ int write_to_sqlite(int start, int stop, char* account_name, char* library_name,
                               {"external_files", brik->external_files}};
     const char* refusal = db_refusal_reason(table_name, raw, sizeof raw / sizeof raw[0]);
     if (refusal != nullptr) {
-      log_at(39, "WARNING: pdf_parser - write_to_db_sqlite - exec error: %s\n", refusal);
+      log_at(LOG_WARN, "WARNING: pdf_parser - write_to_db_sqlite - exec error: %s\n", refusal);
       brik_id++;
       continue;
     }
     // Prepared again on each row until it prepares, as each literal text would be.
     if (insert == nullptr && sqlite3_prepare_v2(db, insert_text, -1, &insert, nullptr) != SQLITE_OK) {
-      log_at(39, "WARNING: pdf_parser - write_to_db_sqlite - exec error: %s\n", sqlite3_errmsg(db));
+      log_at(LOG_WARN, "WARNING: pdf_parser - write_to_db_sqlite - exec error: %s\n", sqlite3_errmsg(db));
       brik_id++;
       continue;
     }
@@ -148,12 +148,12 @@ int write_to_sqlite(int start, int stop, char* account_name, char* library_name,
     sqlite3_bind_text(insert, 17, escaped_text, unquote(escaped_text, text_length), SQLITE_STATIC);
     sqlite3_bind_text(insert, 18, escaped_header, unquote(escaped_header, header_length), SQLITE_STATIC);
     if (sqlite3_step(insert) != SQLITE_DONE) {
-      log_at(39, "WARNING: pdf_parser - write_to_db_sqlite - exec error: %s\n", sqlite3_errmsg(db));
+      log_at(LOG_WARN, "WARNING: pdf_parser - write_to_db_sqlite - exec error: %s\n", sqlite3_errmsg(db));
       // A failure of the disk (full, I/O, memory) ends the whole transaction; later rows then
       // go into a fresh one.
       if (sqlite3_get_autocommit(db)) sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr);
     } else {
-      log_at(9, "DEBUG: pdf_parser - write_to_db_sqlite - insert successful.\n");
+      log_at(LOG_DEEP, "DEBUG: pdf_parser - write_to_db_sqlite - insert successful.\n");
     }
     sqlite3_reset(insert);
     brik_id++;
@@ -162,7 +162,7 @@ int write_to_sqlite(int start, int stop, char* account_name, char* library_name,
   // ---- 4. close ----
   char* error = nullptr;
   if (sqlite3_exec(db, "COMMIT", nullptr, nullptr, &error) != SQLITE_OK && !sqlite3_get_autocommit(db)) {
-    log_at(39, "WARNING: pdf_parser - write_to_db_sqlite - exec error: %s\n", error != nullptr ? error : "");
+    log_at(LOG_WARN, "WARNING: pdf_parser - write_to_db_sqlite - exec error: %s\n", error != nullptr ? error : "");
     sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
   }
   sqlite3_free(error);

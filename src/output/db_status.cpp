@@ -33,21 +33,21 @@ static const char* statement_refusal(const char* library, const DbRawValue* valu
 // lines, the statement at deep debug (when log_sql), "insert successful" or "insert failed".
 // A refused statement is not sent; its reason follows the failure warning.
 static void run_pg_statement(const char* name, const char* sql, const char* refusal) {
-  log_at(9, "DEBUG: pdf_parser - %s - starting.\n", name);
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - %s - starting.\n", name);
   PGconn* conn = PQconnectdb(text_or_empty(global_db_uri_string));
   if (PQstatus(conn) != CONNECTION_OK) {
-    log_at(39, "WARNING: pdf_parser - %s - connection failed - %s \n", name,
+    log_at(LOG_WARN, "WARNING: pdf_parser - %s - connection failed - %s \n", name,
            text_or_empty(global_db_uri_string));
   } else {
-    log_at(9, "DEBUG: pdf_parser - %s - connection successful.\n", name);
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - %s - connection successful.\n", name);
   }
-  log_at(9, "DEBUG: pdf_parser - %s - sql_string - %s \n", name, sql);
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - %s - sql_string - %s \n", name, sql);
   PGresult* result = refusal == nullptr ? db_pg_exec_one(conn, sql) : nullptr;
   if (result != nullptr && PQresultStatus(result) == PGRES_COMMAND_OK) {
-    log_at(9, "DEBUG: pdf_parser - %s - insert successful.\n", name);
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - %s - insert successful.\n", name);
   } else {
-    log_at(39, "WARNING: pdf_parser - %s - insert failed.\n", name);
-    if (refusal != nullptr) log_at(39, "WARNING: pdf_parser - %s - %s \n", name, refusal);
+    log_at(LOG_WARN, "WARNING: pdf_parser - %s - insert failed.\n", name);
+    if (refusal != nullptr) log_at(LOG_WARN, "WARNING: pdf_parser - %s - %s \n", name, refusal);
   }
   PQclear(result);
   PQfinish(conn);
@@ -60,21 +60,21 @@ static void run_sqlite_statement(const char* name, int start_limit, int log_sql,
   log_at(start_limit, "DEBUG: pdf_parser - %s - starting.\n", name);
   sqlite3* db = nullptr;
   if (db_sqlite_open(text_or_empty(global_db_uri_string), &db) != SQLITE_OK) {
-    log_at(39, "WARNING: pdf_parser - %s - can not open database: %s\n", name, sqlite3_errmsg(db));
+    log_at(LOG_WARN, "WARNING: pdf_parser - %s - can not open database: %s\n", name, sqlite3_errmsg(db));
     sqlite3_close(db);  // Intended: the handle sqlite3_open gives even on failure is released
     return;
   }
-  log_at(9, "DEBUG: pdf_parser - %s - opened database successfully.\n", name);
-  if (log_sql) log_at(9, "DEBUG: pdf_parser - %s - sql_string - %s \n", name, sql);
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - %s - opened database successfully.\n", name);
+  if (log_sql) log_at(LOG_DEEP, "DEBUG: pdf_parser - %s - sql_string - %s \n", name, sql);
   if (refusal != nullptr) {
-    log_at(39, "WARNING: pdf_parser - %s - exec error: %s\n", name, refusal);
+    log_at(LOG_WARN, "WARNING: pdf_parser - %s - exec error: %s\n", name, refusal);
   } else {
     char* error = nullptr;
     if (db_sqlite_exec_one(db, sql, &error) != SQLITE_OK) {
-      log_at(39, "WARNING: pdf_parser - %s - exec error: %s\n", name, text_or_empty(error));
+      log_at(LOG_WARN, "WARNING: pdf_parser - %s - exec error: %s\n", name, text_or_empty(error));
       sqlite3_free(error);
     } else {
-      log_at(9, "DEBUG: pdf_parser - %s - update successful.\n", name);
+      log_at(LOG_DEEP, "DEBUG: pdf_parser - %s - update successful.\n", name);
     }
   }
   sqlite3_close(db);
@@ -146,7 +146,7 @@ int register_status_update_sqlite(char* key, char* summary, char* start_time, ch
                    text_or_empty(summary), text_or_empty(start_time), total, current);
   DbRawValue raw[] = {
       {"key", key}, {"summary", summary}, {"start_time", start_time}, {"end_time", end_time}};
-  run_sqlite_statement("register_status_update_sqlite", 9, 0, sql,
+  run_sqlite_statement("register_status_update_sqlite", LOG_DEEP, 0, sql,
                        statement_refusal(nullptr, raw, 4, n));
   free(sql);
   return 0;
@@ -225,7 +225,7 @@ int register_parser_event_sqlite(char* job_id, char* library_name, char* account
   const char* refusal = build_event(sql, job_id, library_name, account_name, file_name, message,
                                     ocr_flag, fail_flag, time_stamp);
   // Intended: this back end's "starting." line is written at warning level.
-  run_sqlite_statement("register_parser_event_sqlite", 39, 1, sql, refusal);
+  run_sqlite_statement("register_parser_event_sqlite", LOG_WARN, 1, sql, refusal);
   free(sql);
   return 0;
 }

@@ -48,7 +48,7 @@ static const char* prepare(int i, char* scratch, int invalid_header_rule, const 
   if (is_valid_utf8(brik->text)) {
     n = append_bytes(scratch, 0, DB_SCRATCH_SIZE, brik->text, strlen(brik->text));
   } else {
-    if (apply) log_at(10, "%s", remediation_line);
+    if (apply) log_at(LOG_DEBUG, "%s", remediation_line);
     n = remediate_into(scratch, 0, DB_SCRATCH_SIZE, brik->text);
   }
   // ---- 4. a short image brik takes the headlines ----

@@ -75,7 +75,7 @@ static int name_is_listed(const char* name) {
 static int scan_folder(const char* folder) {
   DIR* dir = opendir(folder);
   if (dir == nullptr) {
-    log_at(39, "WARNING: pdf_parser - input folder can not be opened - no files to process - %s \n", folder);
+    log_at(LOG_WARN, "WARNING: pdf_parser - input folder can not be opened - no files to process - %s \n", folder);
     return 0;
   }
   int file_count = 0;
@@ -84,13 +84,13 @@ static int scan_folder(const char* folder) {
     const char* type = get_file_type(entry->d_name);
     if (type == nullptr || (strcmp(type, "pdf") != 0 && strcmp(type, "PDF") != 0)) continue;
     if (file_count >= GLOBAL_MAX_INPUT_FILES) {
-      log_at(39, "WARNING: pdf_parser - too many input files - exceeded GLOBAL_MAX_INPUT_FILES = %d - left out - %s \n",
+      log_at(LOG_WARN, "WARNING: pdf_parser - too many input files - exceeded GLOBAL_MAX_INPUT_FILES = %d - left out - %s \n",
              GLOBAL_MAX_INPUT_FILES, entry->d_name);
       continue;
     }
     int n = snprintf(files[file_count], FILES_PATH_SIZE, "%s%s", folder, entry->d_name);
     if (n < 0 || n >= FILES_PATH_SIZE) {
-      log_at(39, "WARNING: pdf_parser - input file path too long - left out - %s%s \n", folder, entry->d_name);
+      log_at(LOG_WARN, "WARNING: pdf_parser - input file path too long - left out - %s%s \n", folder, entry->d_name);
       continue;
     }
     file_count++;
@@ -154,11 +154,12 @@ static int run_batch(const BatchArgs& a) {
   char job_name[JOB_NAME_SIZE];
   snprintf(job_name, sizeof job_name, "%s_pdf_parser_%s", global_library_name, job_id);
   char status_text[] = "In Progress";
+  // Intended: level 1 always reports its status, every LEVEL_1_INTERVAL files, whatever it was given.
   int status_flag = a.level == 1 ? 1 : a.status_flag;
   int status_interval = a.level == 1 ? LEVEL_1_INTERVAL : a.status_interval;
   int status_due = file_count > STATUS_FLOOR && a.write_to_db == 1 && status_flag == 1;
   if (status_due && status_interval <= 0) {
-    log_at(39, "WARNING: pdf_parser - status interval not above 0 - no status updates in this run - %d \n",
+    log_at(LOG_WARN, "WARNING: pdf_parser - status interval not above 0 - no status updates in this run - %d \n",
            status_interval);
   }
 
@@ -176,17 +177,18 @@ static int run_batch(const BatchArgs& a) {
     copy_text(path_copy, sizeof path_copy, path);
     copy_text(my_doc.file_name, sizeof my_doc.file_name, get_file_name(path_copy));
 
-    // ---- 2. the processing line; level 1 has two blanks after the colon ----
+    // ---- 2. the processing line ----
+    // Intended: at level 1 the line has two blanks after "INFO:".
     if (a.level == 1) {
-      log_at(39, "INFO:  pdf_parser - processing file - %d - %s \n", file_index, my_doc.file_name);
+      log_at(LOG_WARN, "INFO:  pdf_parser - processing file - %d - %s \n", file_index, my_doc.file_name);
     } else {
-      log_at(39, "INFO: pdf_parser - processing file - %d - %s \n", file_index, my_doc.file_name);
+      log_at(LOG_WARN, "INFO: pdf_parser - processing file - %d - %s \n", file_index, my_doc.file_name);
     }
 
     // ---- 3. status every status_interval files, in runs of more than 20 files ----
     if (status_due && status_interval > 0 && file_index % status_interval == 0) {
       register_status_update(job_name, status_text, empty_text, empty_text, file_count, file_index);
-      log_at(39, "INFO: pdf_parser - registered status to database - %s - %s - %d - %d \n", job_name,
+      log_at(LOG_WARN, "INFO: pdf_parser - registered status to database - %s - %s - %d - %d \n", job_name,
              status_text, file_index, file_count);
     }
 
@@ -200,10 +202,10 @@ static int run_batch(const BatchArgs& a) {
     int blocks = pdf_builder(path, global_account_name, global_library_name, time_stamp);
     if (blocks >= 1) {
       if (a.level == 1) {
-        log_at(10, "DEBUG: pdf_parser - finished reading document- added total new blocks - %d \n", blocks);
+        log_at(LOG_DEBUG, "DEBUG: pdf_parser - finished reading document- added total new blocks - %d \n", blocks);
       } else {
         // Intended: an INFO line at debug level.
-        log_at(10, "INFO: pdf_parser - finished reading document- added total new blocks - %d \n", blocks);
+        log_at(LOG_DEBUG, "INFO: pdf_parser - finished reading document- added total new blocks - %d \n", blocks);
       }
       docs_done++;
       master_brik_tracker = 0;
@@ -212,9 +214,9 @@ static int run_batch(const BatchArgs& a) {
       images_total += master_new_images_added;
     } else {
       if (a.level < 3) {
-        log_at(39, "WARNING: pdf_parser - no content captured - blocks_created = %d \n", blocks);
+        log_at(LOG_WARN, "WARNING: pdf_parser - no content captured - blocks_created = %d \n", blocks);
       } else {
-        log_at(10, "DEBUG: pdf_parser - no content captured - blocks_created = %d \n", blocks);
+        log_at(LOG_DEBUG, "DEBUG: pdf_parser - no content captured - blocks_created = %d \n", blocks);
       }
       char* event = nullptr;
       char no_catalog[] = "NO_CATALOG";
@@ -235,25 +237,25 @@ static int run_batch(const BatchArgs& a) {
     int no_text = global_text_found == 0 || blocks == 0;
     if (no_text) {
       if (a.level < 3) {
-        log_at(39, "WARNING: pdf_parser - no text content found - even though images found - %d \n",
+        log_at(LOG_WARN, "WARNING: pdf_parser - no text content found - even though images found - %d \n",
                master_new_images_added);
       } else {
-        log_at(10, "DEBUG: pdf_parser - no text content found - even though images found - %d \n",
+        log_at(LOG_DEBUG, "DEBUG: pdf_parser - no text content found - even though images found - %d \n",
                master_new_images_added);
       }
-      if (a.level == 1) log_at(39, "WARNING: pdf_parser - no text found in parsing. \n");
+      if (a.level == 1) log_at(LOG_WARN, "WARNING: pdf_parser - no text found in parsing. \n");
     }
     if (global_unhandled_img_counter > 0) {
       if (a.level == 1) {
-        log_at(10, "DEBUG: pdf_parser - global unhandled img counter > 0 - flag for triage processing - %d \n",
+        log_at(LOG_DEBUG, "DEBUG: pdf_parser - global unhandled img counter > 0 - flag for triage processing - %d \n",
                global_unhandled_img_counter);
       } else if (a.level == 2) {
-        log_at(39, "WARNING: pdf_parser - global unhandled img counter > 0 - flag for Triage processing - %d \n",
+        log_at(LOG_WARN, "WARNING: pdf_parser - global unhandled img counter > 0 - flag for Triage processing - %d \n",
                global_unhandled_img_counter);
       } else {
-        log_at(10, "DEBUG: pdf_parser - global unhandled img counter > 0 - flag for Triage processing - %d \n",
+        log_at(LOG_DEBUG, "DEBUG: pdf_parser - global unhandled img counter > 0 - flag for Triage processing - %d \n",
                global_unhandled_img_counter);
-        if (no_text) log_at(39, "WARNING: pdf_parser - no text found - only images in document.\n");
+        if (no_text) log_at(LOG_WARN, "WARNING: pdf_parser - no text found - only images in document.\n");
       }
     }
   }
@@ -261,10 +263,10 @@ static int run_batch(const BatchArgs& a) {
   // ---- end of the run: library totals and the closing status, with whatever my_doc holds ----
   if (GLOBAL_WRITE_TO_DB == 1) {
     if (a.level == 2) {
-      log_at(10, "DEBUG: pdf_parser - completed parsing - registering updates - update_library_inc_totals and status_update.\n");
+      log_at(LOG_DEBUG, "DEBUG: pdf_parser - completed parsing - registering updates - update_library_inc_totals and status_update.\n");
     }
     if (a.level == 3) {
-      log_at(10, "INFO:  pdf_parser - completed parsing - registering updates - update_library_inc_totals and status_update.\n");
+      log_at(LOG_DEBUG, "INFO:  pdf_parser - completed parsing - registering updates - update_library_inc_totals and status_update.\n");
     }
     update_library_inc_totals(my_doc.account_name, my_doc.library_name, docs_done, blocks_total,
                               images_total, global_total_pages_added, global_table_count);
@@ -274,7 +276,7 @@ static int run_batch(const BatchArgs& a) {
 
   // ---- the closing summary, one flush at its end ----
   double elapsed = static_cast<double>(clock() - started) / 1000000;
-  int summary_on = log_enabled(39) || (a.level > 1 && status_flag == 1);
+  int summary_on = log_enabled(LOG_WARN) || (a.level > 1 && status_flag == 1);
   if (summary_on) {
     FILE* out = log_stream != nullptr ? log_stream : stdout;
     fprintf(out, "INFO: pdf_parser - total pdf files processed - %d \n", pdf_count);

@@ -116,21 +116,21 @@ static int run_single_file(const char* account_name, const char* library_name,
     int blocks = pdf_builder(path, const_cast<char*>(account_name), const_cast<char*>(library_name),
                              time_stamp);
     if (blocks >= 1) {
-      log_at(10, "DEBUG: pdf_parser - finished reading document- added total new blocks - %d \n", blocks);
+      log_at(LOG_DEBUG, "DEBUG: pdf_parser - finished reading document- added total new blocks - %d \n", blocks);
       processed_files = 1;
       blocks_total = blocks;
     } else {
-      log_at(10, "DEBUG: pdf_parser - blocks_created = \n");
+      log_at(LOG_DEBUG, "DEBUG: pdf_parser - blocks_created = \n");
     }
   }
 
   // ---- 9. names that were not read ----
-  if (file_status == -1) log_at(39, "WARNING: pdf_parser - file is not PDF. \n");
-  if (file_status == -2) log_at(39, "WARNING: pdf_parser - file not found at this path. \n");
+  if (file_status == -1) log_at(LOG_WARN, "WARNING: pdf_parser - file is not PDF. \n");
+  if (file_status == -2) log_at(LOG_WARN, "WARNING: pdf_parser - file not found at this path. \n");
 
   // ---- 10. the closing summary, one flush at its end ----
   double elapsed = static_cast<double>(clock() - started) / 1000000;
-  if (log_enabled(39)) {
+  if (log_enabled(LOG_WARN)) {
     FILE* out = log_stream != nullptr ? log_stream : stdout;
     fprintf(out, "INFO: pdf_parser - pdf files-%d \n", pdf_files);
     fprintf(out, "INFO: pdf_parser - total processed upload files-%d \n", processed_files);

@@ -50,7 +50,7 @@ int found(const ImageObject& o, const int32_t* key, int key_length) {
 }
 
 const char* dict_text(const ImageObject& o) {
-  return log_enabled(9) ? get_string_from_buffer(o.dict_start, o.dict_stop) : "";
+  return log_enabled(LOG_DEEP) ? get_string_from_buffer(o.dict_start, o.dict_stop) : "";
 }
 
 // The text bookkeeping of a content stream read by text_processor_page.
@@ -101,11 +101,11 @@ void first_level_image(PassContext& c, int k, const ImageObject& o, int cmyk) {
     w->page_briks += w->image_result;
   } else {
     w->image_result = -1;
-    log_at(9, "DEBUG: pdf_parser - image_not_processed -  Image Name + Dict - %s-%s \n",
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - image_not_processed -  Image Name + Dict - %s-%s \n",
            page.image_name[k], dict_text(o));
     if (found(o, ccittfaxdecode_seq, 14) == 1) {
       global_unhandled_img_counter++;
-      log_at(9,
+      log_at(LOG_DEEP,
              "DEBUG: pdf_parser - found CCITTFAXDECODE - %s - registering as 'unhandled' - note: "
              "can be converted to TIFF in post-processing. \n",
              page.image_name[k]);
@@ -117,9 +117,9 @@ void first_level_image(PassContext& c, int k, const ImageObject& o, int cmyk) {
     }
     if (found(o, jbig2decode_seq, 11) == 1) {
       global_unhandled_img_counter++;
-      log_at(9, "DEBUG: pdf_parser - image handler- JBIG2DECODE image type found - flagging as unhandled-  %s \n",
+      log_at(LOG_DEEP, "DEBUG: pdf_parser - image handler- JBIG2DECODE image type found - flagging as unhandled-  %s \n",
              page.image_name[k]);
-      if (size_passes_strict(height, width)) log_at(9, "DEBUG: pdf_parser - not saving JBIG2. \n");
+      if (size_passes_strict(height, width)) log_at(LOG_DEEP, "DEBUG: pdf_parser - not saving JBIG2. \n");
     }
     if (found(o, jpxdecode_seq, 9) == 1 && size_passes_strict(height, width)) {
       // Intended: the handler gets image_slot, not k, and takes the position from that entry.
@@ -140,7 +140,7 @@ void form_xobject(PassContext& c, const ImageObject& form, int cmyk) {
   PageRecord& page = Pages[c.page];
   PageWork* w = c.work;
   if (found(form, flatedecode_seq, 11) > 0) {
-    log_at(9, "DEBUG: found Form/Flate stream - process text in stream \n");
+    log_at(LOG_DEEP, "DEBUG: found Form/Flate stream - process text in stream \n");
     int length = flate_handler_buffer_v2(form.stream_start, form.stop);
     count_text(text_processor_page(length, c.page), w);
   }
@@ -164,7 +164,7 @@ void form_xobject(PassContext& c, const ImageObject& form, int cmyk) {
     int width = read_size(o, width_seq, 5);
     int slot = c.image_slot;
     if (slot >= PAGE_MAX_IMAGES) {
-      log_at(39, "WARNING: pdf_parser - image pass - no free image entry on page - form image dropped - %d - %d \n",
+      log_at(LOG_WARN, "WARNING: pdf_parser - image pass - no free image entry on page - form image dropped - %d - %d \n",
              c.page, number);
       continue;
     }
@@ -192,7 +192,7 @@ void form_xobject(PassContext& c, const ImageObject& form, int cmyk) {
       }
     } else {
       w->image_result = -1;
-      log_at(9, "WARNING: pdf_parser -   image_not_processed -  Image Name + Dict - %s-%s \n",
+      log_at(LOG_DEEP, "WARNING: pdf_parser -   image_not_processed -  Image Name + Dict - %s-%s \n",
              page.image_name[slot], dict_text(o));
       page.image_height[slot] = 0;
       page.image_width[slot] = 0;

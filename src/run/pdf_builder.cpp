@@ -18,12 +18,8 @@
 
 extern "C" {
 
-unsigned char* buffer = nullptr;
-int buffer_capacity = 0;
-ObjectRecord* obj = nullptr;
-PageRecord* Pages = nullptr;
-NameNumberPair* nn_global_tmp = nullptr;
-FontRecord* Font_CMAP = nullptr;
+// buffer, buffer_capacity, obj, Pages and nn_global_tmp are defined in objects/object_list.cpp,
+// Font_CMAP in fonts/font_pass.cpp; this file allocates and frees them for each document.
 
 constexpr int HEADLINES_SIZE = 50000;  // bytes of global_headlines
 
@@ -199,7 +195,7 @@ int document_arrays_begin(void) {
   nn_global_tmp = static_cast<NameNumberPair*>(take_kept(&kept_pairs, pairs_size(), false));
   global_headlines = static_cast<char*>(calloc(HEADLINES_SIZE, 1));
   if (Briks && Font_CMAP && Pages && obj && nn_global_tmp && global_headlines) return 1;
-  log_at(49, "ERROR: pdf_parser - out of memory - can not allocate document arrays. \n");
+  log_at(LOG_ERROR, "ERROR: pdf_parser - out of memory - can not allocate document arrays. \n");
   document_arrays_end();
   return 0;
 }
@@ -207,7 +203,7 @@ int document_arrays_begin(void) {
 int document_buffer_begin(int capacity) {
   buffer = static_cast<unsigned char*>(take_kept(&kept_buffer, static_cast<size_t>(capacity), true));
   buffer_capacity = buffer != nullptr ? capacity : 0;
-  if (buffer == nullptr) log_at(49, "ERROR: pdf_parser - out of memory - can not allocate buffer - %d \n", capacity);
+  if (buffer == nullptr) log_at(LOG_ERROR, "ERROR: pdf_parser - out of memory - can not allocate buffer - %d \n", capacity);
   return buffer != nullptr;
 }
 
@@ -248,14 +244,14 @@ void document_arrays_end(void) {
 static int read_file_into_buffer(const char* path) {
   FILE* f = fopen(path, "rb");
   if (f == nullptr) {
-    log_at(49, "ERROR: pdf_parser - could not open file - can not process further - %s \n", path);
+    log_at(LOG_ERROR, "ERROR: pdf_parser - could not open file - can not process further - %s \n", path);
     return -1;
   }
   fseeko(f, 0, SEEK_END);
   int64_t length = ftello(f);
   rewind(f);
   if (length < 0 || length >= MAX_FILE_LENGTH) {
-    log_at(49, "ERROR: pdf_parser - file too large - can not process further - %lld \n",
+    log_at(LOG_ERROR, "ERROR: pdf_parser - file too large - can not process further - %lld \n",
            static_cast<long long>(length));
     fclose(f);
     return -1;
@@ -310,7 +306,7 @@ static int run_object_pass(int master_count, int file_length, ObjectPass* pass) 
                                   ? repair_objstm_handler(start, stop, obj[i].stream_start, obj[i].stop)
                                   : objstm_handler(obj[i].stream_start, obj[i].stop);
       } else {
-        log_at(39,
+        log_at(LOG_WARN,
                "WARNING:  pdf_parser - stopped adding hidden obj for safety - too big - may lead "
                "to missing content or broken links - %d \n",
                global_buffer_cursor);
@@ -324,15 +320,15 @@ static int run_object_pass(int master_count, int file_length, ObjectPass* pass) 
     if (encrypt_found < 0) {
       encrypt_found = dict_search_buffer(start, stop, encrypt_seq, 8);
       if (encrypt_found == 1) {
-        log_at(39,
+        log_at(LOG_WARN,
                "WARNING:  pdf_parser - encrypted pdf - can not process further - Encrypt Dict - "
                "%s \n",
-               log_enabled(39) ? get_string_from_buffer(start, stop) : "");
+               log_enabled(LOG_WARN) ? get_string_from_buffer(start, stop) : "");
         return -2;
       }
       encrypt_found = search_encrypt_tail(file_length);
       if (encrypt_found == 1) {
-        log_at(49,
+        log_at(LOG_ERROR,
                "ERROR:  pdf_parser - encrypted pdf - can not process further - found Encrypt in "
                "pdf trailer. \n");
         return -2;
@@ -345,7 +341,7 @@ static int run_object_pass(int master_count, int file_length, ObjectPass* pass) 
 // ---- 2. the fallback catalog search among the hidden objects ----
 // It starts one index before the first hidden object, as the object pass left it.
 static void search_catalog_in_hidden(int master_count, ObjectPass* pass) {
-  log_at(9, "DEBUG: pdf_parser - unusual_case - searching in objstm for catalog: %d-%d \n",
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - unusual_case - searching in objstm for catalog: %d-%d \n",
          master_count, global_obj_counter);
   for (int i = master_count > 0 ? master_count - 1 : 0; i < global_obj_counter; i++) {
     int found = GLOBAL_REPAIR_MODE ? repair_is_catalog(obj[i].dict_start, obj[i].dict_stop)
@@ -353,8 +349,8 @@ static void search_catalog_in_hidden(int master_count, ObjectPass* pass) {
     if (found == 1) {
       pass->catalog_found = 1;
       take_catalog(i);
-      log_at(9, "DEBUG: pdf_parser - unusual_case - success OK - found Catalog Dict in ObjStm - %s \n",
-             log_enabled(9) ? get_string_from_buffer(catalog.dict_start, catalog.dict_stop) : "");
+      log_at(LOG_DEEP, "DEBUG: pdf_parser - unusual_case - success OK - found Catalog Dict in ObjStm - %s \n",
+             log_enabled(LOG_DEEP) ? get_string_from_buffer(catalog.dict_start, catalog.dict_stop) : "");
       return;
     }
   }
@@ -375,10 +371,10 @@ static int run_page_loop(char* account, char* library) {
     int content_count = page->content_count;
     if (content_count > PAGE_MAX_CONTENTS) content_count = PAGE_MAX_CONTENTS;
     if (p < 10) {
-      log_at(10, "DEBUG: pdf_parser - PAGE PROCESSING-MAIN-LOOP - %d - content entries - %d \n",
+      log_at(LOG_DEBUG, "DEBUG: pdf_parser - PAGE PROCESSING-MAIN-LOOP - %d - content entries - %d \n",
              p, content_count);
     } else {
-      log_at(9, "DEBUG: pdf_parser - PAGE PROCESSING-MAIN-LOOP - %d - content entries - %d \n",
+      log_at(LOG_DEEP, "DEBUG: pdf_parser - PAGE PROCESSING-MAIN-LOOP - %d - content entries - %d \n",
              p, content_count);
     }
     for (int c = 0; c < content_count; c++) {
@@ -411,10 +407,10 @@ static int run_page_loop(char* account, char* library) {
     if (page->image_count > 0 && global_image_save_on == 1) run_image_pass(p, account, library, &work);
 
     if (work.page_briks >= 1) {
-      log_at(9, "DEBUG: pdf_parser - briks added on page - %d - %d \n", p, work.page_briks);
+      log_at(LOG_DEEP, "DEBUG: pdf_parser - briks added on page - %d - %d \n", p, work.page_briks);
       global_total_pages_added++;
     } else {
-      log_at(9, "DEBUG: no content found on page - %d \n", p);
+      log_at(LOG_DEEP, "DEBUG: no content found on page - %d \n", p);
     }
   }
   return work.blocks_created;
@@ -452,7 +448,7 @@ int pdf_builder(char* path, char* account, char* library, char* time_stamp) {
 
   // ---- page tree and fonts ----
   if (pass.catalog_found <= 0) {
-    log_at(49,
+    log_at(LOG_ERROR,
            "ERROR: pdf_parser - catalog not found - unusual - exiting and returning error code - "
            "can not process further. \n");
     document_arrays_end();
@@ -475,12 +471,12 @@ int pdf_builder(char* path, char* account, char* library, char* time_stamp) {
   document_buffer_end();
   if (global_brik_counter > 0) {
     if (GLOBAL_WRITE_TO_DB == 1) {
-      log_at(9, "DEBUG: pdf_parser - at end of pdf_builder - writing to db - %d \n", global_brik_counter);
+      log_at(LOG_DEEP, "DEBUG: pdf_parser - at end of pdf_builder - writing to db - %d \n", global_brik_counter);
     }
     flush_brik_batch();
   }
   document_arrays_end();
-  log_at(9, "DEBUG: pdf_parser - document completed - total blocks created - %d \n", blocks_created);
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - document completed - total blocks created - %d \n", blocks_created);
   return blocks_created;
 }
 

@@ -10,7 +10,7 @@ int GLOBAL_REPAIR_MODE = 0;
 
 void set_repair_mode(int on) {
   GLOBAL_REPAIR_MODE = on != 0 ? 1 : 0;
-  log_at(10, "DEBUG: pdf_parser - repair mode - %d \n", GLOBAL_REPAIR_MODE);
+  log_at(LOG_DEBUG, "DEBUG: pdf_parser - repair mode - %d \n", GLOBAL_REPAIR_MODE);
 }
 
 }  // extern "C"

@@ -113,9 +113,12 @@ constexpr int FILES_PATH_SIZE = 300;   // one path of files; a longer path is le
 extern char (*files)[FILES_PATH_SIZE];  // batch entries: GLOBAL_MAX_INPUT_FILES paths, made per run, kept after it
 
 // ---- the log ----
-// A line is written when GLOBAL_LOGGER_LEVEL is at or below its limit: 9 deep debug, 10 debug,
-// 39 warnings and info, 49 errors. Each line is one formatted write and a flush. A null
-// log_stream (a library used before any entry ran) means standard output.
+// A line is written when GLOBAL_LOGGER_LEVEL is at or below its limit. Each line is one formatted
+// write and a flush. A null log_stream (a library used before any entry ran) means standard output.
+constexpr int LOG_DEEP = 9;    // deep debug: every step of every pass
+constexpr int LOG_DEBUG = 10;  // debug: one line per page, per pass and per flush
+constexpr int LOG_WARN = 39;   // warnings and info: a document or row that is left out
+constexpr int LOG_ERROR = 49;  // errors: a run that cannot go on
 int log_enabled(int limit);
 void log_at(int limit, const char* format, ...) __attribute__((format(printf, 2, 3)));
 // The same write with no level test, for the few lines that are always written.

@@ -121,7 +121,7 @@ static void fill_header_text(BrikRecord* brik) {
 
 static void flush_when_full(void) {
   if (global_brik_counter >= GLOBAL_MAX_BRIKS) {
-    log_at(9, "DEBUG: pdf_parser - global_block_counter > 1000 - writing to disk now - %d \n",
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - global_block_counter > 1000 - writing to disk now - %d \n",
            global_brik_counter);
     flush_brik_batch();
   }
@@ -147,7 +147,7 @@ static void add_text_brik(int page, int box_index) {
   brik->table[0] = 0;
 }
 
-static int chunk_log_limit(int page) { return page < 10 ? 10 : 9; }
+static int chunk_log_limit(int page) { return page < 10 ? LOG_DEBUG : LOG_DEEP; }
 
 // ---- end of a text box: box_text joins core_text, and at most one brik is cut ----
 int brik_cut_at_box_end(int page, int box_index) {
@@ -159,7 +159,7 @@ int brik_cut_at_box_end(int page, int box_index) {
   core_text_len += box_text_len;
   box_text[0] = 0;
   box_text_len = 0;
-  log_at(9, "DEBUG: pdf_parser - text_processor_page - creating block from core text - len - %d.\n",
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - text_processor_page - creating block from core text - len - %d.\n",
          core_text_len);
 
   // ---- 3. the cut, once the text has reached the target size ----
@@ -201,7 +201,7 @@ static int has_non_blank(const char* text, int len) {
 
 // ---- after the last box: the short tail joins the previous brik, a long tail is cut up ----
 int brik_closing_pass(int page, int box_count) {
-  log_at(9, "DEBUG: pdf_parser - text_processor_page - checking for one last block(s).\n");
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - text_processor_page - checking for one last block(s).\n");
   if (box_text_len == 0 && core_text_len == 0) return 0;
   if (box_text_len + core_text_len >= CORE_JOIN_LIMIT || global_brik_save_off >= 0) return 0;
 

@@ -33,16 +33,14 @@ int cells_total = 0;                                     // all cells closed int
 // 100 rows x (13 + 14 x 7) bytes, which the spare room holds.
 constexpr int TABLE_TEXT_LIMIT = 99000;    // no cell text is written once the table text is this long
 constexpr int TABLE_TEXT_GIVE_UP = 99500;  // a table text this long makes no brik
-constexpr int TABLE_TEXT_CAPACITY = 160000;
 constexpr int PLAIN_TEXT_LIMIT = 49000;    // a cell joins the plain text while both stay below this
-constexpr int MERGED_CELL_SIZE = 10000;    // a long row's merged cell; later text is dropped
 constexpr int CORE_TEXT_OUT_FULL = 48999;  // a last chunk longer than this leaves the table brik's text empty
 
-static char table_text_out_final[TABLE_TEXT_CAPACITY];
-static int table_text_len = 0;
-static int core_text_len = 0;  // length of core_text while the plain text is written
-static char merged_cell[MERGED_CELL_SIZE];
-static int merged_len = 0;
+char table_text_out_final[TABLE_TEXT_CAPACITY];
+int table_text_len = 0;
+int table_plain_len = 0;
+char merged_cell[MERGED_CELL_SIZE];
+int merged_len = 0;
 
 // Truncates a position toward zero; NaN gives 0 and values past the int range are held at its ends.
 static int truncate_position(float v) {
@@ -124,7 +122,7 @@ int table_close_pending_cell(void) {
 static void table_text_add(const char* s) {
   size_t n = strlen(s);
   if (table_text_len + n >= static_cast<size_t>(TABLE_TEXT_CAPACITY)) {
-    log_at(9, "DEBUG: pdf_parser - table text full - text dropped - %d \n", table_text_len);
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - table text full - text dropped - %d \n", table_text_len);
     return;
   }
   memcpy(table_text_out_final + table_text_len, s, n + 1);
@@ -142,11 +140,11 @@ static void table_text_add_cell_start(int column, int row) {
 static void plain_text_add(const char* s) {
   if (core_text == nullptr) return;
   size_t n = strlen(s);
-  if (n + core_text_len >= static_cast<size_t>(PLAIN_TEXT_LIMIT)) return;
-  memcpy(core_text + core_text_len, s, n);
-  core_text_len += static_cast<int>(n);
-  core_text[core_text_len++] = ' ';
-  core_text[core_text_len] = 0;
+  if (n + table_plain_len >= static_cast<size_t>(PLAIN_TEXT_LIMIT)) return;
+  memcpy(core_text + table_plain_len, s, n);
+  table_plain_len += static_cast<int>(n);
+  core_text[table_plain_len++] = ' ';
+  core_text[table_plain_len] = 0;
 }
 
 static void merged_cell_set(const char* s) {
@@ -344,7 +342,7 @@ int table_reconstruct(int page, int box_count) {
   const int marks = TABLE_GRID == 1;
   table_text_len = 0;
   table_text_out_final[0] = 0;
-  core_text_len = 0;
+  table_plain_len = 0;
   if (core_text != nullptr) core_text[0] = 0;
   for (int k = 0; k < rows; k++) {
     int n = grid_rows[k].cell_count;
@@ -357,13 +355,13 @@ int table_reconstruct(int page, int box_count) {
   }
 
   // ---- 8. the table brik ----
-  log_at(9, "DEBUG: pdf_parser - writing table_text_out_final - %s \n", table_text_out_final);
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - writing table_text_out_final - %s \n", table_text_out_final);
   if (table_text_len >= TABLE_TEXT_GIVE_UP) return 0;
   global_table_count++;
   table_text_add(marks ? " </th> </tr>" : "\r\n");
 
   if (Briks == nullptr) {
-    log_at(49, "ERROR: pdf_parser - table brik - no brik array - table not saved \n");
+    log_at(LOG_ERROR, "ERROR: pdf_parser - table brik - no brik array - table not saved \n");
     return 0;
   }
   // ---- 9. the flush, on a strict test ----
@@ -372,7 +370,7 @@ int table_reconstruct(int page, int box_count) {
   // the strict test gives right after such a brik is made just before it instead, so the same
   // briks reach the sink in the same order, with the same block numbers, and the array is kept.
   if (global_brik_counter >= GLOBAL_MAX_BRIKS) {
-    log_at(9, "DEBUG: pdf_parser - global_block_counter > 1000 - writing to disk now - %d \n",
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - global_block_counter > 1000 - writing to disk now - %d \n",
            global_brik_counter);
     flush_brik_batch();
   }

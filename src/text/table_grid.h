@@ -29,4 +29,13 @@ extern int row_y[GRID_ROW_CAPACITY];          // truncated y of each row; row_y[
 extern int grid_row;                          // index of the newest row; 0 before the first
 extern int cells_total;                       // all cells closed into the grid this call
 
+// The table text being built by table_reconstruct (table_grid.cpp), which writes all five.
+constexpr int TABLE_TEXT_CAPACITY = 160000;  // table text bytes; the limits in table_grid.cpp keep it inside
+constexpr int MERGED_CELL_SIZE = 10000;      // a long row's merged cell; later text is dropped
+extern char table_text_out_final[TABLE_TEXT_CAPACITY];  // table text; emptied at each table_reconstruct
+extern int table_text_len;                    // bytes in table_text_out_final; 0 at each table_reconstruct
+extern int table_plain_len;                   // bytes of the table's plain text in core_text; 0 at each table_reconstruct
+extern char merged_cell[MERGED_CELL_SIZE];    // a long row's merged cell; emptied by merged_cell_set per row
+extern int merged_len;                        // bytes in merged_cell; 0 at each merged_cell_set
+
 }  // extern "C"

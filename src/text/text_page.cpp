@@ -219,7 +219,7 @@ static void read_font_operator(int i, int inside_box) {
   }
   name[name_len] = 0;
   if (Font_CMAP == nullptr) return;
-  if (font_lookup_ready && !log_enabled(9)) {
+  if (font_lookup_ready && !log_enabled(LOG_DEEP)) {
     int f = indexed_font(name, call_page);
     if (f < 0 && GLOBAL_REPAIR_MODE) f = repair_font_past_list(name);  // pages past a full list
     if (f >= 0) {
@@ -236,7 +236,7 @@ static void read_font_operator(int i, int inside_box) {
     const FontRecord* font = &Font_CMAP[f];
     if (strcmp(font->font_name, name) != 0) continue;
     if (inside_box) {
-      log_at(9, "DEBUG: pdf_parser - text_processor_page - found matching font name -%d- %s.\n", f, name);
+      log_at(LOG_DEEP, "DEBUG: pdf_parser - text_processor_page - found matching font name -%d- %s.\n", f, name);
     }
     int pages = font->page_count < FONT_PAGE_LIST_SIZE ? font->page_count : FONT_PAGE_LIST_SIZE;
     for (int p = 0; p < pages; p++) {
@@ -246,7 +246,7 @@ static void read_font_operator(int i, int inside_box) {
         is_bold = font->bold == 1;
         is_italic = font->italic == 1;
       } else if (call_page >= 0 && call_page <= 3) {
-        log_at(9, "DEBUG: pdf_parser - TEXT PROCESSOR - Found matching font outside BT-ET -%d-%s-CMAP val- %d \n",
+        log_at(LOG_DEEP, "DEBUG: pdf_parser - TEXT PROCESSOR - Found matching font outside BT-ET -%d-%s-CMAP val- %d \n",
                f, name, font->cmap_count);
       }
       break;
@@ -256,17 +256,17 @@ static void read_font_operator(int i, int inside_box) {
 
 // ---- image name at a "/" outside the boxes: places every image whose name the bytes begin with ----
 static void place_images_at(int i, int* img_on_page_count, PageRecord* record) {
-  if (log_enabled(9)) {
+  if (log_enabled(LOG_DEEP)) {
     char shown[21];
     int n = 0;
     for (int j = i; j < stream_len && n < 20; j++) {
       if (stream[j] != 0) shown[n++] = static_cast<char>(stream[j]);
     }
     shown[n] = 0;
-    log_at(9, "DEBUG:  pdf_parser - text_processor_page - Image Do str - %s \n", shown);
+    log_at(LOG_DEEP, "DEBUG:  pdf_parser - text_processor_page - Image Do str - %s \n", shown);
   }
   if (*img_on_page_count > IMAGES_COMPARED) {
-    log_at(9, "DEBUG: pdf_parser - potential error - img_on_page_count > max - %d. \n", *img_on_page_count);
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - potential error - img_on_page_count > max - %d. \n", *img_on_page_count);
     *img_on_page_count = IMAGES_COMPARED;
   }
   for (int k = 0; k < *img_on_page_count; k++) {
@@ -281,7 +281,7 @@ static void place_images_at(int i, int* img_on_page_count, PageRecord* record) {
       j++;
     }
     if (j == IMAGE_NAME_SIZE || name[j] == 0) {
-      log_at(9, "DEBUG: pdf_parser - found Image name match - %s-%f-%f-%f-%d \n", name, cm_x, cm_y,
+      log_at(LOG_DEEP, "DEBUG: pdf_parser - found Image name match - %s-%f-%f-%f-%d \n", name, cm_x, cm_y,
              cm_scale, k);
       record->image_x[k] = cm_x;
       record->image_y[k] = cm_y;
@@ -298,7 +298,7 @@ static int scan_stream(void) {
   int cm_pending = 0;
   PageRecord* record = page_record(call_page);
   int img_on_page_count = record != nullptr ? record->image_count : 0;
-  const int deep = log_enabled(9);
+  const int deep = log_enabled(LOG_DEEP);
   const int repair = GLOBAL_REPAIR_MODE;
   const unsigned char* const bytes = stream;  // hot globals held in locals for the loop
   const int length = stream_len;
@@ -317,7 +317,7 @@ static int scan_stream(void) {
     unsigned char c = bytes[i];
     // ---- 1. BT ----
     if (c == 'B' && !in_bt) {
-      if (deep) log_at(9, "DEBUG: pdf_parser - text_processor_page - processing BT \n");
+      if (deep) log_at(LOG_DEEP, "DEBUG: pdf_parser - text_processor_page - processing BT \n");
       if (i + 2 < length && bytes[i + 1] == 'T') {
         unsigned char after = bytes[i + 2];
         if (after == ' ' || after == '\n' || after == '\r' || after == '-') {
@@ -326,7 +326,7 @@ static int scan_stream(void) {
         }
       }
     }
-    if (deep) log_at(9, "DEBUG: pdf_parser - text_processor_page - processing BT ended \n");
+    if (deep) log_at(LOG_DEEP, "DEBUG: pdf_parser - text_processor_page - processing BT ended \n");
     // Repair mode: the bytes of a string inside a box are passed over, so "ET" in a string
     // does not end the box.
     if (repair && in_bt && (c == '(' || c == '<')) {
@@ -336,7 +336,7 @@ static int scan_stream(void) {
     }
     // ---- 2. ET: no test of what follows, so an "ET" inside a string ends the box there ----
     if (c == 'E' && in_bt && i + 1 < length && bytes[i + 1] == 'T') {
-      log_at(9, "DEBUG: pdf_parser - text_processor_page - processing ET.\n");
+      log_at(LOG_DEEP, "DEBUG: pdf_parser - text_processor_page - processing ET.\n");
       in_bt = 0;
       boxes_seen++;
       if (box_count < MAX_TEXT_BOXES) {
@@ -348,11 +348,11 @@ static int scan_stream(void) {
         box_count++;
       }
       if (boxes_seen >= MAX_TEXT_BOXES) {
-        log_at(39, "DEBUG:  pdf_parser - unusual - exceeded max text box count -  %d \n", boxes_seen);
+        log_at(LOG_WARN, "DEBUG:  pdf_parser - unusual - exceeded max text box count -  %d \n", boxes_seen);
       }
       cm_pending = 0;
     }
-    if (deep) log_at(9, "DEBUG: pdf_parser - text_processor_page - finished ET processing.\n");
+    if (deep) log_at(LOG_DEEP, "DEBUG: pdf_parser - text_processor_page - finished ET processing.\n");
     if (in_bt) continue;
     // ---- 3. image name ----
     if (c == '/' && img_on_page_count > 0) place_images_at(i, &img_on_page_count, record);
@@ -375,7 +375,7 @@ static int scan_stream(void) {
       cm_scale = r->scale;
     }
   }
-  log_at(9, "DEBUG: pdf_parser - deep debug - BT/ET text boxes found- %d.\n", box_count);
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - deep debug - BT/ET text boxes found- %d.\n", box_count);
   return box_count;
 }
 
@@ -705,7 +705,7 @@ static void close_hex_at(int i) {
 
 // ---- 4. one text box: every byte of [box_start, box_stop) through the tests in their order ----
 static void decode_box(int box) {
-  log_at(9, "DEBUG: pdf_parser - text_page_processor - text_box iter - %d.\n", box);
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - text_page_processor - text_box iter - %d.\n", box);
   in_string = in_hex = in_array = 0;
   escape_active = escape_on_char = 0;
   skip_until = 0;
@@ -716,7 +716,7 @@ static void decode_box(int box) {
   tm_x = 0;
   tm_y = 0;
   int stop = box_stop[box] < stream_len ? box_stop[box] : stream_len;
-  log_at(9, "DEBUG: pdf_parser - text_processor_page - inner-loop - %d \n", box);
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - text_processor_page - inner-loop - %d \n", box);
   for (int i = box_start[box]; i < stop; i++) {
     unsigned char c = stream[i];
     // ---- a. escapes: on the backslash active; on the byte after it active and on_char ----
@@ -849,7 +849,7 @@ static void decode_box(int box) {
     // ---- p. ">" ----
     if (in_hex && c == '>') close_hex_at(i);
   }
-  log_at(9, "DEBUG: pdf_parser - text_processor_page - reached end of BT processing.\n");
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - text_processor_page - reached end of BT processing.\n");
 }
 
 extern "C" {
@@ -874,7 +874,7 @@ int text_processor_page(int length, int page) {
   first_tm_pending = -1;
   decode_state_begin();
   int briks_added = 0;
-  log_at(9, "DEBUG: pdf_parser - text_processor_page - assigned variables - starting processing.\n");
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - text_processor_page - assigned variables - starting processing.\n");
 
   // ---- 2. the scan ----
   int box_count = scan_stream();
@@ -902,7 +902,7 @@ int text_processor_page(int length, int page) {
   briks_added += brik_closing_pass(page, box_count);
 
   // ---- 6. the table ----
-  log_at(9, "DEBUG: pdf_parser - text_processor - reached end of page - starting table parsing.\n");
+  log_at(LOG_DEEP, "DEBUG: pdf_parser - text_processor - reached end of page - starting table parsing.\n");
   briks_added += table_reconstruct(page, box_count);
 
   // ---- 7. the font and the scaled size go on to the next stream ----
