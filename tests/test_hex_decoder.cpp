@@ -24,8 +24,7 @@ TEST(HexDigits, DigitsAndGroups) {
       {"414", 0, "three digits"}, {"", 0, "empty"}, {"004100", 0, "six digits"}, {"D800DC00", 0, "a surrogate pair"}};
   for (auto& r : rows) EXPECT_EQ(hex_of(r.digits), r.want) << r.digits << ": " << r.why;
   LogCapture log(9);
-  hex_of("104100420043");
-  hex_of("004100420043");
+  hex_of("104100420043"), hex_of("004100420043");
   std::string line = "DEBUG: pdf_parser - found a long 12 digit hex - special encoding applied.\n";
   EXPECT_EQ(log.text(), line + line) << "one line per 12-digit call";
 }
@@ -161,16 +160,11 @@ TEST_F(HexDecoder, LongStringsStayInBounds) {
 
 TEST_F(HexDecoder, MapLookUpTakesTheFirstPairWithinTheCount) {
   FontRecord& f = Font_CMAP[7];
-  for (int i = 0; i < 300; i++) {
-    f.cmap_in[i] = 100 + (i % 150);
-    f.cmap_out[i] = 1000 + i;
-  }
+  for (int i = 0; i < 300; i++) f.cmap_in[i] = 100 + (i % 150), f.cmap_out[i] = 1000 + i;
   f.cmap_count = 300;
   EXPECT_EQ(cmap_get_char(249, 7), 1149);
   EXPECT_EQ(cmap_get_char(250, 7), -1);
-  f.cmap_in[300] = 250;
-  f.cmap_out[300] = 7;
-  f.cmap_count = 301;
+  f.cmap_in[300] = 250, f.cmap_out[300] = 7, f.cmap_count = 301;
   EXPECT_EQ(cmap_get_char(250, 7), 7) << "a pair appended behind is seen";
   f.cmap_count = 100;
   EXPECT_EQ(cmap_get_char(249, 7), -1) << "a shrunk map forgets later pairs";
