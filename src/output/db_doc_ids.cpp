@@ -8,12 +8,12 @@
 #include <cstring>
 
 #include "output/db_guard.h"
+#include "output/db_mongo_target.h"
 #include "output/output.h"
 #include "run/run_state.h"
 
 constexpr int SQL_SIZE = 10000;  // one statement; a library name of plain identifier bytes fits
 
-static const char* text_or_empty(const char* text) { return text != nullptr ? text : ""; }
 
 // Why a statement about `library_name` must not run, or null: the name goes between quotes
 // unescaped, so only a plain identifier is accepted; a statement cut by its buffer is refused.
@@ -52,37 +52,6 @@ static PGconn* pg_connect(const char* name, int warn_limit) {
     log_at(LOG_DEEP, "DEBUG: pdf_parser - %s - connection successful.\n", name);
   }
   return conn;
-}
-
-// The handles of one MongoDB call on the collection "library" of database `account_name`.
-struct LibraryTarget {
-  mongoc_uri_t* uri;
-  mongoc_client_t* client;
-  mongoc_database_t* database;
-  mongoc_collection_t* collection;
-};
-
-static int library_open(const char* account_name, LibraryTarget* target) {
-  bson_error_t error;
-  *target = LibraryTarget{nullptr, nullptr, nullptr, nullptr};
-  target->uri = mongoc_uri_new_with_error(text_or_empty(global_db_uri_string), &error);
-  if (target->uri == nullptr) {
-    fprintf(stderr, "failed to parse URI: %s\nerror message:       %s\n",
-            text_or_empty(global_db_uri_string), error.message);
-    return 0;
-  }
-  target->client = mongoc_client_new_from_uri(target->uri);
-  target->database = mongoc_client_get_database(target->client, text_or_empty(account_name));
-  target->collection =
-      mongoc_client_get_collection(target->client, text_or_empty(account_name), "library");
-  return 1;
-}
-
-static void library_close(LibraryTarget* target) {
-  mongoc_collection_destroy(target->collection);
-  mongoc_database_destroy(target->database);
-  mongoc_uri_destroy(target->uri);
-  mongoc_client_destroy(target->client);
 }
 
 extern "C" {
@@ -148,8 +117,8 @@ int pull_new_doc_id_sqlite(char* account_name, char* library_name) {
 }
 
 int pull_new_doc_id_mongo(char* account_name, char* library_name) {
-  LibraryTarget target;
-  if (!library_open(account_name, &target)) return 1;  // Intended: a usable-looking number
+  MongoTarget target;
+  if (!mongo_open(account_name, "library", &target)) return 1;  // Intended: a usable-looking number
   int doc_id = -1;
   bson_t* query = BCON_NEW("library_name", BCON_UTF8(text_or_empty(library_name)));
   bson_t* update = BCON_NEW("$inc", "{", "unique_doc_id", BCON_INT64(1), "}");
@@ -170,7 +139,7 @@ int pull_new_doc_id_mongo(char* account_name, char* library_name) {
   bson_destroy(&reply);
   bson_destroy(update);
   bson_destroy(query);
-  library_close(&target);
+  mongo_close(&target);
   return doc_id;
 }
 
@@ -236,8 +205,8 @@ int update_library_inc_totals_sqlite(char* account_name, char* library_name, int
 
 int update_library_inc_totals_mongo(char* account_name, char* library_name, int documents,
                                     int blocks, int images, int pages, int tables) {
-  LibraryTarget target;
-  if (!library_open(account_name, &target)) return 1;
+  MongoTarget target;
+  if (!mongo_open(account_name, "library", &target)) return 1;
   bson_t* selector = BCON_NEW("library_name", BCON_UTF8(text_or_empty(library_name)));
   bson_t* update = BCON_NEW("$inc", "{",
                             "documents", BCON_INT64(documents),
@@ -251,7 +220,7 @@ int update_library_inc_totals_mongo(char* account_name, char* library_name, int 
   }
   bson_destroy(update);
   bson_destroy(selector);
-  library_close(&target);
+  mongo_close(&target);
   return 0;
 }
 

@@ -9,12 +9,12 @@
 #include <cstring>
 
 #include "output/db_guard.h"
+#include "output/db_mongo_target.h"
 #include "output/output.h"
 #include "run/run_state.h"
 
 constexpr int STATEMENT_SIZE = 100000;  // one status or event statement; the values are short texts
 
-static const char* text_or_empty(const char* text) { return text != nullptr ? text : ""; }
 
 // The reason a statement built as text must not run: a refused value, a library name that is
 // not a plain identifier (when `library` is not null), or a statement cut by its buffer.
@@ -78,37 +78,6 @@ static void run_sqlite_statement(const char* name, int start_limit, int log_sql,
     }
   }
   sqlite3_close(db);
-}
-
-// The three MongoDB handles of one call; null client when the URI is refused.
-struct MongoTarget {
-  mongoc_uri_t* uri;
-  mongoc_client_t* client;
-  mongoc_database_t* database;
-  mongoc_collection_t* collection;
-};
-
-static int mongo_open(const char* database, const char* collection, MongoTarget* target) {
-  bson_error_t error;
-  *target = MongoTarget{nullptr, nullptr, nullptr, nullptr};
-  target->uri = mongoc_uri_new_with_error(text_or_empty(global_db_uri_string), &error);
-  if (target->uri == nullptr) {
-    fprintf(stderr, "failed to parse URI: %s\nerror message:       %s\n",
-            text_or_empty(global_db_uri_string), error.message);
-    return 0;
-  }
-  target->client = mongoc_client_new_from_uri(target->uri);
-  target->database = mongoc_client_get_database(target->client, text_or_empty(database));
-  target->collection =
-      mongoc_client_get_collection(target->client, text_or_empty(database), collection);
-  return 1;
-}
-
-static void mongo_close(MongoTarget* target) {
-  mongoc_collection_destroy(target->collection);
-  mongoc_database_destroy(target->database);
-  mongoc_uri_destroy(target->uri);
-  mongoc_client_destroy(target->client);
 }
 
 extern "C" {
