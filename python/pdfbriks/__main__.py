@@ -63,6 +63,10 @@ def add_ingest_options(ing: argparse.ArgumentParser) -> None:
     a("--file-timeout", type=float, default=0.0,
       help="seconds one file may take before it is stopped and recorded as failed (default "
            "no limit)")
+    a("--batch-files", type=int, default=10,
+      help="files per library call with --db and ids from the library row, 1 to 20: a call "
+           "ends with its own totals and status updates, which a batch shares; a file the "
+           "call dies on sends the rest of its batch one file per call (default 10)")
     a("-p", "--progress", action="store_true",
       help="progress bar on standard error even when it is not a terminal")
     a("-q", "--quiet", action="store_true", help="no progress bar")
@@ -86,6 +90,8 @@ def config_from(args) -> tuple[str, IngestConfig] | None:
             raise FileNotFoundError(f"no such folder: {args.folder}")
         if args.workers < 1:
             raise ArgumentError("--workers must be 1 or more")
+        if not 1 <= args.batch_files <= 20:
+            raise ArgumentError("--batch-files must be 1 to 20")
         if args.doc_num is not None and args.doc_num < 0 and not args.db:
             raise ArgumentError("document numbers from the library row need --db")
         if args.log_file == "-":
@@ -108,7 +114,7 @@ def config_from(args) -> tuple[str, IngestConfig] | None:
         get_header_text=args.header_text, table_grid=args.grid, logger_level=args.log_level,
         debug_mode=args.debug_mode,
         log_path=os.path.abspath(args.log_file or os.path.join(work, "pdfbriks_run.log")),
-        file_timeout=args.file_timeout, repair=args.repair,
+        file_timeout=args.file_timeout, repair=args.repair, batch_files=args.batch_files,
         status_interval=args.status_interval if args.status == 1 else 0)
 
 

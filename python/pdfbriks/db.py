@@ -77,19 +77,39 @@ def record_event(kind: str, uri: str, *, job_id: str, library: str, account: str
              "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)", values)
 
 
-def rename_event_file(kind: str, uri: str, *, account: str, job_id: str, old: str,
-                      new: str) -> None:
-    """Gives the events of this job that name `old` (a private link) the real path `new`."""
+def rename_event_files(kind: str, uri: str, *, account: str, job_id: str,
+                       real_of: dict[str, str]) -> list[str]:
+    """Gives the events of this job that name a private link (a key of `real_of`) the real
+    path (its value), over one connection; returns the real paths of the files that had one,
+    which are the files the library could not parse."""
+    links = list(real_of)
     if kind == "mongo":
         client, db = _mongo_db(uri, account)
         try:
-            db["parser_events"].update_many({"job_id": job_id, "file_name": old},
-                                            {"$set": {"file_name": new}})
+            events = db["parser_events"]
+            found = {e["file_name"] for e in events.find(
+                {"job_id": job_id, "file_name": {"$in": links}}, {"file_name": 1})}
+            for link in found:
+                events.update_many({"job_id": job_id, "file_name": link},
+                                   {"$set": {"file_name": real_of[link]}})
         finally:
             client.close()
-        return
-    _sql_run(kind, uri, "UPDATE parser_events SET file_name = ? WHERE job_id = ? AND "
-             "file_name = ?", (new, job_id, old))
+        return [real_of[link] for link in links if link in found]
+    mark = "%s" if kind == "postgres" else "?"
+    conn = _connect_sql(kind, uri)
+    try:
+        cur = conn.cursor()
+        # read first: a batch without failures then takes no write lock
+        cur.execute(f"SELECT DISTINCT file_name FROM parser_events WHERE job_id = {mark} AND "
+                    f"file_name IN ({', '.join([mark] * len(links))})", (job_id, *links))
+        found = {row[0] for row in cur.fetchall()}
+        for link in found:
+            cur.execute(f"UPDATE parser_events SET file_name = {mark} WHERE job_id = {mark} "
+                        f"AND file_name = {mark}", (real_of[link], job_id, link))
+        conn.commit()
+    finally:
+        conn.close()
+    return [real_of[link] for link in links if link in found]
 
 
 def set_status(kind: str, uri: str, *, account: str, key: str, summary: str, total: int,

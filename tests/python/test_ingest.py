@@ -82,14 +82,17 @@ def test_file_mode_gives_each_worker_its_numbers_and_its_file(tmp_path, pdf_fold
                                 briks.read_briks(tmp_path / "work" / f"briks-w{w}.txt"))
 
 
-# A child whose library call dies (SIGSEGV) or hangs on files named so; the rest parse as usual.
+# A child whose library call, on a folder holding a file named so, begins that file (its
+# "processing file" line) and then dies (SIGSEGV) or hangs; other calls parse as usual.
 FAULTY_CHILD = """
 import os, sys, time, pdfbriks.api as api
 real = api.add_pdf_main_dorvane_config_new
 def entry(account, library, folder, *args, **kw):
-    names = os.listdir(folder)
-    if any("crash" in n for n in names): os.kill(os.getpid(), 11)
-    if any("hang" in n for n in names): time.sleep(60)
+    for n in sorted(os.listdir(folder)):
+        if "crash" in n or "hang" in n:
+            os.write(1, f"INFO: pdf_parser - processing file - 0 - {n} \\n".encode())
+            if "crash" in n: os.kill(os.getpid(), 11)
+            time.sleep(60)
     return real(account, library, folder, *args, **kw)
 api.add_pdf_main_dorvane_config_new = entry
 from pdfbriks._child import main
@@ -97,21 +100,25 @@ sys.exit(main())
 """
 
 
+@pytest.mark.parametrize("batch_files", [1, 10])
 @pytest.mark.parametrize("database", ["sqlite"], indirect=True)
 def test_a_file_that_kills_or_hangs_its_worker_costs_that_file_only(
-        tmp_path, pdf_folder, database, monkeypatch):
+        tmp_path, pdf_folder, database, monkeypatch, batch_files):
     monkeypatch.setattr(runner, "child_command", lambda: [sys.executable, "-c", FAULTY_CHILD])
     for name in ("a_crash.pdf", "b_hang.pdf"):
         (pdf_folder / name).write_bytes((pdf_folder / "a_letter.pdf").read_bytes())
-    totals = ingest(str(pdf_folder) + "/", config(tmp_path, database, file_timeout=5),
+    totals = ingest(str(pdf_folder) + "/", config(tmp_path, database, file_timeout=5,
+                                                  batch_files=batch_files),
                     workers=2, progress=False)
     assert (totals.files, totals.documents, totals.crashed, totals.timed_out) == (15, 12, 1, 1)
-    kind, db, account, _ = database
+    kind, db, account, library = database
     assert sorted(events(kind, db, account)) == sorted([
         (str(pdf_folder / "a_crash.pdf"), runner.CRASHED),
         (str(pdf_folder / "b_hang.pdf"), runner.TIMEOUT),
         (str(pdf_folder / "broken.pdf"), "NO_CATALOG")])
-    assert "file failed - PARSER_CRASHED" in (tmp_path / "run.log").read_text()
+    assert dbside.library_totals(kind, db, account=account, library=library)["documents"] == 12
+    log = (tmp_path / "run.log").read_text()  # the crash began once: a batch names it
+    assert "file failed - PARSER_CRASHED" in log and log.count("- a_crash.pdf \n") == 1
 
 
 @pytest.mark.parametrize("database", ["postgres", "mongo"], indirect=True)
