@@ -1,10 +1,11 @@
 """Ingest of one folder by N worker processes on this machine.
 
-The folder's PDFs are split into N shares of about equal bytes; one thread per share drives a
-child process that runs the level-3 entry on each file of the share (runner.run_share). One
-progress bar counts files over all workers. With a database every document id comes from the
-database's counter, so workers never share one; in file mode worker w numbers its documents
-from its own range and writes its own brik file.
+The folder's PDFs wait in one queue, the largest first; one thread per worker drives a child
+process that takes the next files of the queue whenever it is free and runs the level-3 entry
+on them (runner.run_share), so the workers end close together. One progress bar counts files
+over all workers. With a database every document id comes from the database's counter, so
+workers never share one; in file mode each document's number is fixed by its place in name
+order before the run, and worker w writes its own brik file.
 """
 from __future__ import annotations
 
@@ -48,16 +49,19 @@ def list_pdfs(folder: str) -> list[str]:
     return [os.fsdecode(os.path.join(base, n)) for n in names]
 
 
-def split_shares(paths: list[str], n: int) -> list[list[str]]:
-    """n shares of about equal bytes (largest file first to the lightest share); each share
-    keeps name order."""
-    shares: list[list[str]] = [[] for _ in range(max(1, n))]
-    load = [0] * len(shares)
-    for p in sorted(paths, key=lambda p: (-os.path.getsize(p), p)):
-        w = load.index(min(load))
-        shares[w].append(p)
-        load[w] += os.path.getsize(p)
-    return [sorted(s) for s in shares]
+class Feed:
+    """An iterator that several threads take from, one item at a time."""
+
+    def __init__(self, items):
+        self._items = iter(items)
+        self._lock = threading.Lock()
+
+    def __iter__(self):
+        return self
+
+    def __next__(self):
+        with self._lock:
+            return next(self._items)
 
 
 def share_brik_file(name: str, worker: int, workers: int) -> str:
@@ -159,37 +163,36 @@ class StatusRow:
 def ingest(folder: str, cfg: IngestConfig, workers: int = 1, doc_start: int | None = None,
            progress: bool = True) -> Totals:
     """Parses every PDF of `folder` with `workers` processes; returns the totals.
-    doc_start: see first_doc_num; worker w numbers from its own range."""
+    doc_start: see first_doc_num; numbers go to the files in name order."""
     if workers < 1:
         raise ArgumentError(f"workers must be 1 or more, not {workers}")
     if not cfg.work_folder.endswith("/"):
         raise ArgumentError(f"work folder must end in a path separator: {cfg.work_folder!r}")
     os.makedirs(cfg.work_folder, exist_ok=True)
     paths = list_pdfs(folder)
-    shares = [s for s in split_shares(paths, workers) if s] or [[]]
+    slots = max(1, min(workers, len(paths)))
     totals = Totals()
     started = time.monotonic()
-    first = first_doc_num(cfg, doc_start)
+    pairs = numbered(paths, first_doc_num(cfg, doc_start))
+    feed = Feed(sorted(pairs, key=lambda pair: -os.path.getsize(pair[0])))
     status = StatusRow(cfg, len(paths))
     status.start()
 
     done: queue.Queue = queue.Queue()
     threads = []
     errors = []
-    for w, share in enumerate(shares):
-        wcfg = replace(cfg, brik_file=share_brik_file(cfg.brik_file, w, len(shares)))
-        pairs = numbered(share, first)
-        first = first if first < 0 else first + len(share)
+    for w in range(slots):
+        wcfg = replace(cfg, brik_file=share_brik_file(cfg.brik_file, w, slots))
 
-        def work(pairs=pairs, wcfg=wcfg, w=w):
+        def work(wcfg=wcfg, w=w):
             try:
-                run_share(pairs, wcfg, done.put, worker=str(w))
+                run_share(feed, wcfg, done.put, worker=str(w))
             except BaseException as exc:  # reported by the main thread
                 errors.append(exc)
             finally:
                 done.put(None)
 
-        threads.append(threading.Thread(target=work, name=f"pdfbriks-share-{w}", daemon=True))
+        threads.append(threading.Thread(target=work, name=f"pdfbriks-worker-{w}", daemon=True))
     bar = None
     if progress and _tqdm() is not None:
         bar = _tqdm()(total=len(paths), unit="file", file=sys.stderr, dynamic_ncols=True)

@@ -252,15 +252,20 @@ def _call_died(child: _Child, cfg: IngestConfig, batch: list, reason: str):
 def run_share(files: Iterable[tuple[str, int]], cfg: IngestConfig,
               on_result: Callable[[FileResult], None] | None = None,
               worker: str = "") -> list[FileResult]:
-    """Parses (path, document number) pairs in order, batch_width(cfg) files per call in one
-    child process at a time; a file on which the child dies or hangs is recorded as failed,
+    """Parses (path, document number) pairs, taken from `files` as the work goes on (several
+    callers may share one iterator), batch_width(cfg) files per call in one child process at
+    a time; a file on which the child dies or hangs is recorded as failed,
     and the files of its call not yet begun go one per call to a new child. A document number
     below 0 takes the next id of the library row (a database run); a batch holds only those."""
     results = []
-    todo = deque(files)
+    source = iter(files)            # taken as the work goes on: it may be shared with others
+    todo = deque()                  # files given back: the rest of a batch whose call died
     width = batch_width(cfg)
-    alone = 0                       # files still to go one per call
+    alone = 0                       # files at the head of todo that go one per call
     child = None
+
+    def take():
+        return todo.popleft() if todo else next(source, None)
 
     def give(res: FileResult, started: float, share: int = 1) -> None:
         res.seconds = (time.monotonic() - started) / share
@@ -270,13 +275,17 @@ def run_share(files: Iterable[tuple[str, int]], cfg: IngestConfig,
             on_result(res)
 
     try:
-        while todo:
-            batch = [todo.popleft()]
-            if alone:
-                alone -= 1
-            while (todo and not alone and len(batch) < width and batch[0][1] < 0
-                   and todo[0][1] < 0):
-                batch.append(todo.popleft())
+        while (item := take()) is not None:
+            batch = [item]
+            single = alone > 0
+            alone -= single
+            while not single and len(batch) < width and batch[0][1] < 0:
+                if (item := take()) is None:
+                    break
+                if item[1] >= 0:
+                    todo.appendleft(item)
+                    break
+                batch.append(item)
             if child is None:
                 child = _Child(cfg)
             started = time.monotonic()
