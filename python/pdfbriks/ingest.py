@@ -11,10 +11,12 @@ from __future__ import annotations
 
 import os
 import queue
+import sqlite3
 import sys
 import threading
 import time
 from dataclasses import dataclass, field, replace
+from pathlib import Path
 
 from . import db as dbside
 from .api import ArgumentError
@@ -160,6 +162,21 @@ class StatusRow:
         self._set("Completed", done, end_time=time.strftime("%c"))
 
 
+def keep_sqlite_log(cfg: IngestConfig):
+    """For a SQLite run, a connection kept open until the end, or None. The library opens
+    the file for each statement; when the last connection to a file in write-ahead-log mode
+    closes, SQLite copies the log into the file and removes it, one sync more per statement.
+    This one stays open (it has read the file once, and holds no lock)."""
+    if cfg.db_kind != "sqlite":
+        return None
+    try:  # read-write, never creating the file
+        conn = sqlite3.connect(Path(cfg.db).resolve().as_uri() + "?mode=rw", uri=True)
+        conn.execute("PRAGMA schema_version").fetchone()
+    except sqlite3.Error:
+        return None
+    return conn
+
+
 def ingest(folder: str, cfg: IngestConfig, workers: int = 1, doc_start: int | None = None,
            progress: bool = True) -> Totals:
     """Parses every PDF of `folder` with `workers` processes; returns the totals.
@@ -177,6 +194,7 @@ def ingest(folder: str, cfg: IngestConfig, workers: int = 1, doc_start: int | No
     feed = Feed(sorted(pairs, key=lambda pair: -os.path.getsize(pair[0])))
     status = StatusRow(cfg, len(paths))
     status.start()
+    log_keeper = keep_sqlite_log(cfg)
 
     done: queue.Queue = queue.Queue()
     threads = []
@@ -214,6 +232,8 @@ def ingest(folder: str, cfg: IngestConfig, workers: int = 1, doc_start: int | No
             bar.update(1)
     for t in threads:
         t.join()
+    if log_keeper is not None:
+        log_keeper.close()
     if bar is not None:
         bar.close()
     totals.seconds = time.monotonic() - started

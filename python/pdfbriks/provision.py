@@ -6,8 +6,9 @@ tables (status, parser_events, library) and the library's row.
 
 --db picks the back end: mongodb://... is MongoDB (database ACCOUNT), postgresql://...,
 postgres://... or a key=value connection text ("host=... dbname=...") is PostgreSQL, and
-anything else is the path of a SQLite file, created if missing. Running it again changes
-nothing that exists. A library name must be a plain identifier ([A-Za-z_][A-Za-z0-9_]*), since
+anything else is the path of a SQLite file, created if missing, in write-ahead-log mode (with
+its -wal and -shm files beside it, so on a local disk). Running it again changes nothing that
+exists. A library name must be a plain identifier ([A-Za-z_][A-Za-z0-9_]*), since
 the library names the brik table.
 """
 
@@ -46,8 +47,14 @@ def provision_sqlite(path, library):
 
     folder = os.path.dirname(os.path.abspath(path))
     os.makedirs(folder, exist_ok=True)
+    new = not os.path.exists(path)
     con = sqlite3.connect(path)
     try:
+        if new:
+            # A write-ahead log, which stays with the file: a commit then syncs once, not
+            # twice, and readers do not wait for the writer, so the several processes of a
+            # run, each opening the file for every statement, take turns at it quickly.
+            con.execute("PRAGMA journal_mode=WAL")
         con.executescript(schema_text("sqlite", library))
         con.commit()
     finally:
