@@ -44,18 +44,12 @@ std::vector<Table> tables_of(const std::string& bytes, int strategy = 1, int mar
   add_one_pdf_opts("acct", "lib", folder.c_str(), "doc.pdf", folder.c_str(), "briks.txt", 400, "", 0, strategy, 1,
                    600, 2, 1, marks, "", 20, (folder + "run.log").c_str(), 60);
   std::string all = read_file(folder + "briks.txt");
-  auto field = [](const std::string& rec, const std::string& name, const std::string& next) {
-    size_t a = rec.find("\n<" + name + ">: ") + name.size() + 5;
-    return rec.substr(a, rec.find(",\n<" + next + ">: ", a) - a);
-  };
+  std::vector<std::string> types = brik_fields(all, "content_type"), tables = brik_fields(all, "table"),
+                           texts = brik_fields(all, "text");
   std::vector<Table> out;
-  int count = 0;
-  for (size_t at = 0, end; (end = all.find("<END_BLOCK>", at)) != std::string::npos; at = end + 11, count++) {
-    std::string rec = all.substr(at, end - at);
-    if (field(rec, "content_type", "file_type") == "table")
-      out.push_back({field(rec, "table", "modified_date"), field(rec, "text", "header_text")});
-  }
-  if (briks) *briks = count;
+  for (size_t k = 0; k < types.size(); k++)
+    if (types[k] == "table") out.push_back({tables[k], texts[k]});
+  if (briks) *briks = static_cast<int>(types.size());
   return out;
 }
 
