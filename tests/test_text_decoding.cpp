@@ -5,7 +5,7 @@
 
 namespace {
 
-struct Font { const char* name; std::vector<std::pair<int, int>> map, widths; int kind, bold; };
+struct Font { const char* name; std::vector<std::pair<long, long>> map; std::vector<std::pair<int, int>> widths; int kind, bold; };
 
 // Each row: a content stream, optionally one font record, the text of its briks.
 struct Row { const char* content; const char* expected; const char* why; std::vector<Font> fonts = {}; };
