@@ -107,25 +107,21 @@ TEST(FontPass, TypeZeroMapMissingFontsAndTheExtension) {
   EXPECT_EQ(cmap_get_char(143, 1), -1);
 }
 
-std::string type1_program(const std::string& clear) { return clear + std::string("\0\0binary\xff", 10); }
-
 TEST(FontPass, EmbeddedTypeOne) {
   const std::string clear =
       "%!PS-AdobeFont-1.0: Foo\n/FontName /Foo def\n/Encoding 256 array\n"
       "0 1 255 {1 index exch /.notdef put} for\ndup 65 /A put\ndup 66 /fi put\ndup 67 /Bogus put\n"
       "readonly def\ncurrentfile eexec\n";
+  // Font 3 + k, its descriptor 50 + 2k and the program 51 + 2k under the key given.
+  struct { const char* subtype; const char* key; std::string length1; } fonts[] = {
+      {"Type1", "FontFile", std::to_string(clear.size())}, {"TrueType", "FontFile2", std::to_string(clear.size())},
+      {"Type1", "FontFile", "99 0 R"}, {"Type1", "FontFile", "30"}};
   PdfWriter w;
-  w.add(3, "<< /Type /Font /Subtype /Type1 /FontDescriptor 50 0 R >>");
-  w.add(50, "<< /Type /FontDescriptor /FontFile 51 0 R >>");
-  w.add_stream(51, "/Length1 " + std::to_string(clear.size()), type1_program(clear), true);
-  w.add(4, "<< /Type /Font /Subtype /TrueType /FontDescriptor 52 0 R >>");
-  w.add(52, "<< /Type /FontDescriptor /FontFile2 51 0 R >>");
-  w.add(5, "<< /Type /Font /Subtype /Type1 /FontDescriptor 53 0 R >>");
-  w.add(53, "<< /Type /FontDescriptor /FontFile 54 0 R >>");
-  w.add_stream(54, "/Length1 55 0 R", type1_program(clear), true);
-  w.add(6, "<< /Type /Font /Subtype /Type1 /FontDescriptor 56 0 R >>");
-  w.add(56, "<< /Type /FontDescriptor /FontFile 57 0 R >>");
-  w.add_stream(57, "/Length1 30", type1_program(clear), true);
+  for (int k = 0; k < 4; k++) {
+    w.add(3 + k, std::string("<< /Type /Font /Subtype /") + fonts[k].subtype + " /FontDescriptor " + std::to_string(50 + 2 * k) + " 0 R >>");
+    w.add(50 + 2 * k, std::string("<< /Type /FontDescriptor /") + fonts[k].key + " " + std::to_string(51 + 2 * k) + " 0 R >>");
+    w.add_stream(51 + 2 * k, "/Length1 " + fonts[k].length1, clear + std::string("\0\0binary\xff", 10), true);
+  }
   FontRun run({3, 4, 5, 6}, w);
   EXPECT_EQ(font_map_text(0), "65>65 66>64257") << "dup lines of the clear text";
   EXPECT_EQ(Font_CMAP[1].cmap_count, 0) << "FontFile2 is not scanned";

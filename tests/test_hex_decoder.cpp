@@ -65,19 +65,14 @@ TEST(CharOutput, HexAndLiteralHandlers) {
 }
 
 TEST(CharOutput, EncodingFormsAndFolds) {
-  {
-    EncodingGuard one_byte(1);
-    EXPECT_EQ(hex_text(233), "\xE9");
-    EXPECT_EQ(lit_text(253), "\xFD") << "253 is the last raw byte";
-    EXPECT_EQ(lit_text(254), "");
-    EXPECT_EQ(hex_text(8364), "") << "no one-byte form";
-    EXPECT_EQ(lit_text(8212), "-") << "rows outside the encoding step hold";
-    EXPECT_EQ(hex_text(1102105), "fi") << "packed codes do not depend on the encoding";
-  }
-  {
-    EncodingGuard other(3);
-    EXPECT_EQ(lit_text(233), "") << "an unknown setting gives nothing";
-    EXPECT_EQ(lit_text(65), "A");
+  struct { int encoding; bool hex; int code; std::string want; const char* why; } forms[] = {
+      {1, true, 233, "\xE9", "one byte"}, {1, false, 253, "\xFD", "253 is the last raw byte"}, {1, false, 254, "", ""},
+      {1, true, 8364, "", "no one-byte form"}, {1, false, 8212, "-", "rows outside the encoding step hold"},
+      {1, true, 1102105, "fi", "packed codes do not depend on the encoding"},
+      {3, false, 233, "", "an unknown setting gives nothing"}, {3, false, 65, "A", ""}};
+  for (auto& r : forms) {
+    EncodingGuard encoding(r.encoding);
+    EXPECT_EQ(r.hex ? hex_text(r.code) : lit_text(r.code), r.want) << r.code << " at " << r.encoding << ": " << r.why;
   }
   struct { int code, kind, want; } rows[] = {
       {232, 9, 101}, {233, 9, 101}, {200, 9, 69}, {201, 9, 69}, {247, 9, 99}, {199, 9, 67}, {231, 9, 231},

@@ -161,7 +161,8 @@ std::string mutate(Dice& d, std::string s) {
 }
 
 // Runs one document and checks what it left; the folder holds one document's output at a time.
-void run_one(const std::string& folder, const std::string& bytes, int pages = 5000) {
+void run_one(const std::string& bytes, int pages = 5000) {
+  static const std::string folder = make_temp_dir("hostile");
   write_file(folder + "hostile.pdf", bytes);
   int made = add_one_pdf_opts("acct", "lib", folder.c_str(), "hostile.pdf", folder.c_str(), "briks.txt", 400, "", 0,
                               1, 1, 600, 2, 1, 1, "", 50, (folder + "run.log").c_str(), 60);
@@ -182,19 +183,17 @@ void run_one(const std::string& folder, const std::string& bytes, int pages = 50
 
 TEST(HostileInput, StructuredDocumentsWithDamage) {
   Dice d(20261121);
-  std::string folder = make_temp_dir("hostile");
   for (int k = 0; k < 80; k++) {
     int pages = 0;
     std::string doc = structured(d, &pages);
     bool mutated = d.chance(40);
-    run_one(folder, mutated ? mutate(d, doc) : doc, mutated ? 5000 : pages);  // a mutation may add pages
+    run_one(mutated ? mutate(d, doc) : doc, mutated ? 5000 : pages);  // a mutation may add pages
   }
 }
 
 TEST(HostileInput, ObjectSoups) {
   Dice d(20261122);
-  std::string folder = make_temp_dir("hostile");
-  for (int k = 0; k < 60; k++) run_one(folder, soup(d));
+  for (int k = 0; k < 60; k++) run_one(soup(d));
 }
 
 TEST(HostileInput, MutatedTestData) {
@@ -202,8 +201,7 @@ TEST(HostileInput, MutatedTestData) {
   std::vector<std::string> originals;
   for (const char* f : {"table_office.pdf", "text_letter_office.pdf", "text_poster_ps.pdf"})
     originals.push_back(read_file(std::string(PDFBRIKS_TEST_DATA) + "/" + f));
-  std::string folder = make_temp_dir("hostile");
-  for (int k = 0; k < 120; k++) run_one(folder, mutate(d, originals[d.below(3)]));
+  for (int k = 0; k < 120; k++) run_one(mutate(d, originals[d.below(3)]));
 }
 
 }  // namespace
