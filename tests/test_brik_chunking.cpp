@@ -23,8 +23,9 @@ std::string words(int count) {
 
 using Sizes = std::vector<size_t>;
 
-TEST(BrikCut, EdgeRulesAtSize400) {
-  struct { std::string content; Sizes expected; const char* why; } rows[] = {
+// Rows at brik size 400, chunk 600 and the smart edge unless they say otherwise.
+TEST(BrikCut, EdgeRulesSizesTailsAndBlocks) {
+  struct { std::string content; Sizes expected; const char* why; int size = 400, chunk = 600, edge = 1, save_off = -1; } rows[] = {
       {box(std::string(399, 'a')) + box(std::string(150, 'b')), {549}, "399 bytes wait; no blank: cut at the end"},
       {box(std::string(399, 'a') + " " + std::string(150, 'b')), {400, 150}, "a blank at byte 400 ends the chunk"},
       {box(std::string(396, 'a') + " Dr. Smith" + std::string(150, 'z')), {401, 155}, "no cut at the dot of Dr."},
@@ -42,57 +43,35 @@ TEST(BrikCut, EdgeRulesAtSize400) {
       {box(std::string(405, 'a') + "\\n" + std::string(300, 'b')), {600, 106}, "a single line end does not"},
       {box(words(400)), {400, 400, 400, 400, 400}, "one brik at the box's end, the rest in the closing pass"},
       {box(std::string(450, 'a') + " " + std::string(100, 'b')), {451, 100}, "smart edge: the first blank"},
-      {box("     "), {}, "blanks only: no brik"}};
-  for (const auto& row : rows) {
-    PageTextRun run;
-    run.run(row.content);
-    EXPECT_EQ(sizes(run), row.expected) << row.why;
-  }
-}
-
-TEST(BrikCut, PlainEdgeAndOtherSizes) {
-  {
-    PageTextRun run;
-    CHUNKING_SMART_EDGE = 0;
-    run.run(box(std::string(450, 'a') + " " + std::string(100, 'b')));
-    EXPECT_EQ(sizes(run), (Sizes{400, 151})) << "plain edge: the first single-byte character at 400";
-    CHUNKING_SMART_EDGE = 1;
-  }
-  {
-    PageTextRun run;
-    GLOBAL_BRIK_SIZE = 100;
-    MAX_CHUNK_SIZE = 150;
-    run.run(box(words(100)));
-    EXPECT_EQ(sizes(run), (Sizes{100, 100, 100, 100, 100})) << "brik size 100";
-    run.run(box(std::string(170, 'q')) + box(std::string(10, 'r')));
-    EXPECT_EQ(sizes(run).back(), 180u) << "chunk 150: a cut of 150 at the first box, and the tail of 30 joins it";
-  }
-}
-
-TEST(BrikCut, BoxEndsTailsAndBlocks) {
-  {
-    PageTextRun run;
-    run.run(box(std::string(1000, 'a')) + box("b"));
-    // Box 0 cuts 600. At box 1 the 401 bytes left have no edge and are under the hard bound; the
-    // closing pass cuts them, with box_count as the box index.
-    ASSERT_EQ(sizes(run), (Sizes{600, 401}));
-    EXPECT_EQ(Briks[1].coords_cy, 2);
-    run.run(box(std::string(50, 't')));
-    EXPECT_EQ(sizes(run), (Sizes{600, 401})) << "a call that cut nothing drops its tail";
-  }
-  struct { std::string content; Sizes expected; int save_off; const char* why; } rows[] = {
-      {box(std::string(399, 'a') + " " + std::string(50, 'b')), {450}, -1, "a tail of 50 joins the last brik"},
-      {box(std::string(50, 't')), {50}, -1, "with no brik waiting, a short tail is a brik of its own"},
-      {box(std::string(2100, 'a')) + box(std::string(49000, 'b')) + box("c"), {600}, -1,
+      {box(std::string(450, 'a') + " " + std::string(100, 'b')), {400, 151}, "plain edge: the first one-byte character at 400",
+       400, 600, 0},
+      {box("     "), {}, "blanks only: no brik"},
+      {box(words(100)), {100, 100, 100, 100, 100}, "brik size 100", 100, 150},
+      {box(std::string(170, 'q')) + box(std::string(10, 'r')), {180}, "chunk 150: a cut of 150, and the tail of 30 joins it",
+       100, 150},
+      {box(std::string(399, 'a') + " " + std::string(50, 'b')), {450}, "a tail of 50 joins the last brik"},
+      {box(std::string(50, 't')), {50}, "with no brik waiting, a short tail is a brik of its own"},
+      {box(std::string(2100, 'a')) + box(std::string(49000, 'b')) + box("c"), {600},
        "box_text 49000 and core_text 1500: nothing more is cut, the closing pass neither"},
-      {box(words(100)), {}, 1, "a save-off stops cutting"}};
+      {box(words(100)), {}, "a save-off stops cutting", 400, 600, 1, 1}};
   for (const auto& r : rows) {
     PageTextRun run;
+    GLOBAL_BRIK_SIZE = r.size;
+    MAX_CHUNK_SIZE = r.chunk;
+    CHUNKING_SMART_EDGE = r.edge;
     global_brik_save_off = r.save_off;
     run.run(r.content);
     global_brik_save_off = -1;
     EXPECT_EQ(sizes(run), r.expected) << r.why;
   }
+  PageTextRun run;
+  run.run(box(std::string(1000, 'a')) + box("b"));
+  // Box 0 cuts 600. At box 1 the 401 bytes left have no edge and are under the hard bound; the
+  // closing pass cuts them, with box_count as the box index.
+  ASSERT_EQ(sizes(run), (Sizes{600, 401}));
+  EXPECT_EQ(Briks[1].coords_cy, 2);
+  run.run(box(std::string(50, 't')));
+  EXPECT_EQ(sizes(run), (Sizes{600, 401})) << "a call that cut nothing drops its tail";
 }
 
 TEST(BrikFields, TextBrik) {

@@ -1,7 +1,6 @@
 // tests/test_cmap_reader.cpp -- a font's map from its three sources: ToUnicode streams (bfchar
-// and bfrange sections, arrays, packed destinations, the two readers' differences, the pair caps,
-// the 3/32 extension from record 0), Differences arrays, and the dup lines of an embedded Type 1
-// program.
+// and bfrange sections, arrays, packed destinations, the two readers' differences, the pair
+// caps), Differences arrays, and the dup lines of an embedded Type 1 program.
 #include "suite.h"
 
 namespace {
@@ -83,21 +82,8 @@ TEST(CmapReader, PairCapsAndLookUpAfterRereading) {
   EXPECT_EQ(Font_CMAP[1].cmap_count, FONT_MAP_SIZE) << "a large range stops at the map's end";
   flate_map(ranges("<0000> <00FF> <0200>"), 1);
   EXPECT_EQ(cmap_get_char(0x41, 1), 0x241) << "a map read again is looked up afresh";
-}
-
-TEST(CmapReader, ThreeThirtyTwoExtension) {
-  LoadedDoc doc("", false);
-  set_font_map(0, {});
-  for (int i = 0; i < 150; i++) {
-    Font_CMAP[0].cmap_in[i] = i + 3;
-    Font_CMAP[0].cmap_out[i] = i + 32;
-  }
-  Font_CMAP[0].cmap_count = 140;
-  flate_map(chars("<0003> <0020>"), 2);
-  EXPECT_EQ(Font_CMAP[2].cmap_count, 146) << "one pair plus 145 copied from record 0";
-  EXPECT_EQ(cmap_get_char(60, 2), 89);
-  buffer_map(chars("<0003> <0020>"), 2);
-  EXPECT_EQ(Font_CMAP[2].cmap_count, 1) << "the buffer reader does not extend";
+  buffer_map(chars("<0003> <0020>"));
+  EXPECT_EQ(Font_CMAP[1].cmap_count, 1) << "the 3/32 extension (see the font pass) is the inflated reader's alone";
 }
 
 // Runs `handler` on `text` for font 0 after `start` pairs; the map text of the new total.

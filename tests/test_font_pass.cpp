@@ -1,7 +1,6 @@
 // tests/test_font_pass.cpp -- the font pass on crafted fonts: encoding kinds and flags, the
 // width sources, ToUnicode (inflated and not), Differences inline and referenced, the Type0
-// 3/32 map, the embedded Type 1 scan, a missing font object; and hex strings decoded through
-// the records the pass filled.
+// 3/32 map, the embedded Type 1 scan, a missing font object.
 #include "suite.h"
 
 namespace {
@@ -108,56 +107,26 @@ TEST(FontPass, TypeZeroMapMissingFontsAndTheExtension) {
   EXPECT_EQ(cmap_get_char(143, 1), -1);
 }
 
-std::string type1_program(const std::string& clear) { return clear + std::string("\0\0binary\xff", 10); }
-
 TEST(FontPass, EmbeddedTypeOne) {
   const std::string clear =
       "%!PS-AdobeFont-1.0: Foo\n/FontName /Foo def\n/Encoding 256 array\n"
       "0 1 255 {1 index exch /.notdef put} for\ndup 65 /A put\ndup 66 /fi put\ndup 67 /Bogus put\n"
       "readonly def\ncurrentfile eexec\n";
+  // Font 3 + k, its descriptor 50 + 2k and the program 51 + 2k under the key given.
+  struct { const char* subtype; const char* key; std::string length1; } fonts[] = {
+      {"Type1", "FontFile", std::to_string(clear.size())}, {"TrueType", "FontFile2", std::to_string(clear.size())},
+      {"Type1", "FontFile", "99 0 R"}, {"Type1", "FontFile", "30"}};
   PdfWriter w;
-  w.add(3, "<< /Type /Font /Subtype /Type1 /FontDescriptor 50 0 R >>");
-  w.add(50, "<< /Type /FontDescriptor /FontFile 51 0 R >>");
-  w.add_stream(51, "/Length1 " + std::to_string(clear.size()), type1_program(clear), true);
-  w.add(4, "<< /Type /Font /Subtype /TrueType /FontDescriptor 52 0 R >>");
-  w.add(52, "<< /Type /FontDescriptor /FontFile2 51 0 R >>");
-  w.add(5, "<< /Type /Font /Subtype /Type1 /FontDescriptor 53 0 R >>");
-  w.add(53, "<< /Type /FontDescriptor /FontFile 54 0 R >>");
-  w.add_stream(54, "/Length1 55 0 R", type1_program(clear), true);
-  w.add(6, "<< /Type /Font /Subtype /Type1 /FontDescriptor 56 0 R >>");
-  w.add(56, "<< /Type /FontDescriptor /FontFile 57 0 R >>");
-  w.add_stream(57, "/Length1 30", type1_program(clear), true);
+  for (int k = 0; k < 4; k++) {
+    w.add(3 + k, std::string("<< /Type /Font /Subtype /") + fonts[k].subtype + " /FontDescriptor " + std::to_string(50 + 2 * k) + " 0 R >>");
+    w.add(50 + 2 * k, std::string("<< /Type /FontDescriptor /") + fonts[k].key + " " + std::to_string(51 + 2 * k) + " 0 R >>");
+    w.add_stream(51 + 2 * k, "/Length1 " + fonts[k].length1, clear + std::string("\0\0binary\xff", 10), true);
+  }
   FontRun run({3, 4, 5, 6}, w);
   EXPECT_EQ(font_map_text(0), "65>65 66>64257") << "dup lines of the clear text";
   EXPECT_EQ(Font_CMAP[1].cmap_count, 0) << "FontFile2 is not scanned";
   EXPECT_EQ(Font_CMAP[2].cmap_count, 0) << "an indirect Length1 counts as 0";
   EXPECT_EQ(Font_CMAP[3].cmap_count, 0) << "Length1 ends before the Encoding";
-}
-
-TEST(FontPass, HexStringsThroughTheRecords) {
-  PdfWriter w;
-  w.add(3, "<< /Type /Font /ToUnicode 30 0 R /FirstChar 32 /LastChar 90 /Widths 20 0 R >>");
-  w.add_stream(30, "", kToUnicode, true);
-  std::string widths = "[";
-  for (int i = 32; i <= 90; i++) widths += "600 ";
-  w.add(20, widths + "]");
-  w.add(4, "<< /Type /Font /BaseFont /Helvetica >>");
-  w.add(5, "<< /Type /Font /BaseFont /Foo /Encoding /MacRomanEncoding >>");
-  w.add(6, "<< /Type /Font /Subtype /Type3 /CharProcs 9 0 R >>");
-  w.add(7, "<< /Type /Font /Subtype /Type0 /BaseFont /Foo >>");
-  FontRun run({3, 4, 5, 6, 7}, w);
-  struct Row { std::string hex; int font; std::string text; float advance; const char* why; } rows[] = {
-      {"00410024", 0, "afi", 12, "mapped codes and a packed destination, width 600"}, {"0050", 0, "X", 6, "a range's array"},
-      {"0045", 0, "E", 6, "an unmapped code stands for itself"}, {"0041", 1, "A", 5, "no pairs: low byte, default width"},
-      {"008E", 2, "e", 5, "MacRoman: an unmapped low byte is folded"}, {"00DE", 2, "\xC3\x9E", 5, "no ligature fix-up"},
-      {"0041", 3, "", 0, "Type3: unmapped codes give nothing"}, {"0024", 4, "A", 5, "Type0 without ToUnicode: 36 is A"}};
-  for (const Row& r : rows) {
-    std::string copy = r.hex;
-    tml_x = 0;
-    std::string text = hex_handler_new(&copy[0], static_cast<int>(copy.size()), r.font, 10, 1.0f);
-    EXPECT_EQ(text, r.text) << r.why;
-    EXPECT_FLOAT_EQ(tml_x, r.advance) << r.why;
-  }
 }
 
 }  // namespace

@@ -65,19 +65,14 @@ TEST(CharOutput, HexAndLiteralHandlers) {
 }
 
 TEST(CharOutput, EncodingFormsAndFolds) {
-  {
-    EncodingGuard one_byte(1);
-    EXPECT_EQ(hex_text(233), "\xE9");
-    EXPECT_EQ(lit_text(253), "\xFD") << "253 is the last raw byte";
-    EXPECT_EQ(lit_text(254), "");
-    EXPECT_EQ(hex_text(8364), "") << "no one-byte form";
-    EXPECT_EQ(lit_text(8212), "-") << "rows outside the encoding step hold";
-    EXPECT_EQ(hex_text(1102105), "fi") << "packed codes do not depend on the encoding";
-  }
-  {
-    EncodingGuard other(3);
-    EXPECT_EQ(lit_text(233), "") << "an unknown setting gives nothing";
-    EXPECT_EQ(lit_text(65), "A");
+  struct { int encoding; bool hex; int code; std::string want; const char* why; } forms[] = {
+      {1, true, 233, "\xE9", "one byte"}, {1, false, 253, "\xFD", "253 is the last raw byte"}, {1, false, 254, "", ""},
+      {1, true, 8364, "", "no one-byte form"}, {1, false, 8212, "-", "rows outside the encoding step hold"},
+      {1, true, 1102105, "fi", "packed codes do not depend on the encoding"},
+      {3, false, 233, "", "an unknown setting gives nothing"}, {3, false, 65, "A", ""}};
+  for (auto& r : forms) {
+    EncodingGuard encoding(r.encoding);
+    EXPECT_EQ(r.hex ? hex_text(r.code) : lit_text(r.code), r.want) << r.code << " at " << r.encoding << ": " << r.why;
   }
   struct { int code, kind, want; } rows[] = {
       {232, 9, 101}, {233, 9, 101}, {200, 9, 69}, {201, 9, 69}, {247, 9, 99}, {199, 9, 67}, {231, 9, 231},
@@ -109,6 +104,7 @@ class HexDecoder : public ::testing::Test {
     set_font_map(4, {{1, 0x5C}, {2, 10}, {3, 'Q'}});  // mapped backslash
     set_font_map(5, {{0xE9, 0xE9}}, 9);               // WinAnsi with one pair
     set_font_map(6, {{0x4E2D, 'Z'}, {0x41, 'W'}});    // a code past the widths table
+    set_font_map(9, {}, 1);                           // MacRoman, no pairs
     Font_CMAP[6].widths[0x41] = 2000;                // above 1500 reads 500
     Font_CMAP[2].widths[0x42] = 0;                   // 0 reads 200
   }
@@ -123,6 +119,7 @@ TEST_F(HexDecoder, FallbacksTailsEscapesAndMarkers) {
       {"00A0", 3, -1, " ", 5, 0, "Type3: A0 is a space"}, {"00A0", 2, -1, "\xC2\xA0", 5, 0, "else a no-break space"},
       {"00E9", 5, -1, "\xC3\xA9", 5, 0, "a mapped whole group is not folded"},
       {"00E8", 5, -1, "e", 5, 0, "an unmapped low byte is folded under WinAnsi"},
+      {"008E", 9, -1, "e", 5, 0, "and under MacRoman"}, {"00DE", 9, -1, "\xC3\x9E", 5, 0, "MacRoman 222: no ligature"},
       {"E800", 5, -1, "", 5, 0, "the zero low byte adds nothing"}, {"4E2D", 6, -1, "Z", 2, 0, "past the widths: 200"},
       {"0041", 6, -1, "W", 5, 0, "a width above 1500 reads 500"},
       {"FEFF", -1, -1, "\xC3\xBE\xC3\xBF", 10, 0, "no font, codes above 127 by encoding"},

@@ -44,18 +44,12 @@ std::vector<Table> tables_of(const std::string& bytes, int strategy = 1, int mar
   add_one_pdf_opts("acct", "lib", folder.c_str(), "doc.pdf", folder.c_str(), "briks.txt", 400, "", 0, strategy, 1,
                    600, 2, 1, marks, "", 20, (folder + "run.log").c_str(), 60);
   std::string all = read_file(folder + "briks.txt");
-  auto field = [](const std::string& rec, const std::string& name, const std::string& next) {
-    size_t a = rec.find("\n<" + name + ">: ") + name.size() + 5;
-    return rec.substr(a, rec.find(",\n<" + next + ">: ", a) - a);
-  };
+  std::vector<std::string> types = brik_fields(all, "content_type"), tables = brik_fields(all, "table"),
+                           texts = brik_fields(all, "text");
   std::vector<Table> out;
-  int count = 0;
-  for (size_t at = 0, end; (end = all.find("<END_BLOCK>", at)) != std::string::npos; at = end + 11, count++) {
-    std::string rec = all.substr(at, end - at);
-    if (field(rec, "content_type", "file_type") == "table")
-      out.push_back({field(rec, "table", "modified_date"), field(rec, "text", "header_text")});
-  }
-  if (briks) *briks = count;
+  for (size_t k = 0; k < types.size(); k++)
+    if (types[k] == "table") out.push_back({tables[k], texts[k]});
+  if (briks) *briks = static_cast<int>(types.size());
   return out;
 }
 
@@ -63,35 +57,23 @@ std::vector<Table> one_page(const std::string& content, int strategy = 1, int ma
   return tables_of(simple_text_pdf({content}).build(), strategy, marks, briks);
 }
 
-TEST(TablesEndToEnd, NumericGridsPlacedWithTmAndTd) {
-  auto tables = one_page(page(number_grid(8, 6)));
-  ASSERT_EQ(tables.size(), 1u);
-  const std::string& t = tables[0].table;
-  EXPECT_NE(find(t, " <tr> <th> <A1> 1000.50 </th> <th> <B1> 1001.51 </th> "), -1) << t;
-  EXPECT_NE(find(t, "<th> <F7> 1227.55 </th>  </tr>  </th> </tr>"), -1) << t;
-  EXPECT_EQ(find(t, "1259.5"), -1) << "the eighth line is the newest row";
-  EXPECT_NE(find(tables[0].text, "1000.50 1001.51 1002.52 "), -1);
-  tables = one_page(page(number_grid(8, 5), true));
-  ASSERT_EQ(tables.size(), 1u);
-  EXPECT_NE(find(tables[0].table, " <tr> <th> <A1> 1000.50 </th> <th> <B1> 1001.51 </th> "), -1);
-  EXPECT_NE(find(tables[0].table, "<th> <E7> 1226.54 </th>  </tr> "), -1) << tables[0].table;
-}
-
-TEST(TablesEndToEnd, ProseAndTableOptions) {
-  std::vector<std::string> lines(40, "This is a line of a plain paragraph of prose text, 12.");
+TEST(TablesEndToEnd, GridsProseAndTableOptions) {
   int briks = 0;
-  EXPECT_TRUE(one_page(text_lines_content(lines), 1, 1, &briks).empty());
-  EXPECT_GT(briks, 0);
-  struct { int strategy, marks, cols; bool table; const char* why; } rows[] = {
-      {0, 1, 5, false, "strategy 0: no tables"}, {1, 1, 3, false, "three columns need the loose test"},
-      {2, 1, 3, true, "loose test"}, {1, 0, 5, true, "tab form"}};
+  EXPECT_TRUE(one_page(text_lines_content(std::vector<std::string>(40, "This is a line of a plain paragraph of prose text, 12.")),
+                       1, 1, &briks).empty());
+  EXPECT_GT(briks, 0) << "prose gives text briks only";
+  const std::string row1 = " <tr> <th> <A1> 1000.50 </th> <th> <B1> 1001.51 </th> ";
+  // Eight rows of numbers; the eighth is the newest row and is left out.
+  struct { int strategy, marks, cols; bool td; std::vector<std::string> has; const char* why; } rows[] = {
+      {1, 1, 6, false, {row1, "<th> <F7> 1227.55 </th>  </tr>  </th> </tr>"}, "placed with Tm"},
+      {1, 1, 5, true, {row1, "<th> <E7> 1226.54 </th>  </tr> "}, "placed with Td"},
+      {0, 1, 5, false, {}, "strategy 0: no tables"}, {1, 1, 3, false, {}, "three columns need the loose test"},
+      {2, 1, 3, false, {"<th> <A1> 1000.50 </th>"}, "loose test"},
+      {1, 0, 5, false, {"\r\n1000.501001.511002.521003.531004.54\r\n"}, "tab form"}};
   for (auto& r : rows) {
-    auto tables = one_page(page(number_grid(8, r.cols)), r.strategy, r.marks);
-    ASSERT_EQ(tables.size(), r.table ? 1u : 0u) << r.why;
-    if (r.table) {
-      EXPECT_NE(find(tables[0].table, r.marks ? "<th> <A1> 1000.50 </th>" : "\r\n1000.501001.511002.521003.531004.54\r\n"),
-                -1) << r.why << tables[0].table;
-    }
+    auto tables = one_page(page(number_grid(8, r.cols), r.td), r.strategy, r.marks);
+    ASSERT_EQ(tables.size(), r.has.empty() ? 0u : 1u) << r.why;
+    for (const std::string& h : r.has) EXPECT_NE(find(tables[0].table, h), -1) << r.why << "\n" << tables[0].table;
   }
 }
 

@@ -46,26 +46,15 @@ TEST(ContentScan, ImageNamesArePlacedAtTheLastCm) {
 }
 
 TEST(ContentScan, FontAndSizeInForce) {
-  {
+  struct { int font_page; std::vector<std::string> streams; const char* text; int cmap; const char* why; } fonts[] = {
+      {0, {"/F1 12 Tf BT (A) Tj ET"}, "B", 0, "a Tf outside a box holds for the boxes"},
+      {0, {"BT /F1 12 Tf ET", "BT (A) Tj ET"}, "B", 0, "the font runs on to the next stream"},
+      {3, {"BT /F1 12 Tf (A) Tj ET"}, "A", -1, "a font of another page is not taken"}};
+  for (auto& r : fonts) {
     PageTextRun run;
-    add_test_font("/F1", 0, {{'A', 'B'}});
-    run.run("/F1 12 Tf BT (A) Tj ET");
-    EXPECT_EQ(run.joined(), "B") << "a Tf outside a box holds for the boxes";
-    EXPECT_EQ(GLOBAL_PAGE_CMAP, 0);
-  }
-  {
-    PageTextRun run;
-    add_test_font("/F1", 0, {{'A', 'C'}});
-    run.run("BT /F1 12 Tf ET");
-    run.run("BT (A) Tj ET");
-    EXPECT_EQ(run.joined(), "C") << "the font runs on to the next stream";
-  }
-  {
-    PageTextRun run;
-    add_test_font("/F1", 3, {{'A', 'B'}});
-    run.run("BT /F1 12 Tf (A) Tj ET", 0);
-    EXPECT_EQ(run.joined(), "A") << "a font of another page is not taken";
-    EXPECT_EQ(GLOBAL_PAGE_CMAP, -1);
+    add_test_font("/F1", r.font_page, {{'A', 'B'}});
+    for (const std::string& stream : r.streams) run.run(stream);
+    EXPECT_EQ(run.joined() + " " + std::to_string(GLOBAL_PAGE_CMAP), r.text + (" " + std::to_string(r.cmap))) << r.why;
   }
   struct { const char* content; int size; const char* why; } rows[] = {
       {"/F1 12 Tf BT ET", 12, "outside a box"}, {"/F1 0 Tf BT ET", 0, "outside a box a size of 0 stays 0"},

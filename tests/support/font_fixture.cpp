@@ -7,18 +7,15 @@
 
 namespace pdftest {
 
-void set_font_map(int font, std::initializer_list<std::pair<long, long>> pairs, int kind,
-                  int width) {
+void set_font_map(int font, const std::vector<std::pair<long, long>>& pairs, int kind) {
   FontRecord& f = Font_CMAP[font];
   snprintf(f.font_name, sizeof f.font_name, "/F%d", font);
-  int n = 0;
+  f.cmap_count = 0;
   for (const auto& p : pairs) {
-    f.cmap_in[n] = p.first;
-    f.cmap_out[n] = p.second;
-    n++;
+    f.cmap_in[f.cmap_count] = p.first;
+    f.cmap_out[f.cmap_count++] = p.second;
   }
-  f.cmap_count = n;
-  for (int i = 0; i < 500; i++) f.widths[i] = width;
+  for (int i = 0; i < 500; i++) f.widths[i] = 500;
   f.encoding_kind = kind;
 }
 

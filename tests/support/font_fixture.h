@@ -2,16 +2,15 @@
 // and widths by hand, and read a record's map back as text.
 #pragma once
 
-#include <initializer_list>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace pdftest {
 
-// Sets record `font` to the given pairs (cmap_count follows), widths all `width` up to 500,
+// Sets record `font` to the given pairs (cmap_count follows), widths all 500 below code 500,
 // encoding_kind `kind`, and the name /F<font>.
-void set_font_map(int font, std::initializer_list<std::pair<long, long>> pairs, int kind = 0,
-                  int width = 500);
+void set_font_map(int font, const std::vector<std::pair<long, long>>& pairs, int kind = 0);
 
 // "in>out in>out ..." of the first cmap_count pairs of record `font`.
 std::string font_map_text(int font);

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "font_fixture.h"
 #include "fonts/fonts.h"
 #include "objects/objects.h"
 #include "pdf_writer.h"
@@ -60,26 +61,18 @@ std::string PageTextRun::joined() const {
 
 std::string PageTextRun::brik_file() const { return read_file(work + brik_file_name); }
 
-int add_test_font(const std::string& name, int page, const std::vector<std::pair<int, int>>& map,
-                  const std::vector<std::pair<int, int>>& widths, int encoding_kind, int bold,
-                  int italic) {
+int add_test_font(const std::string& name, int page, const std::vector<std::pair<long, long>>& map,
+                  const std::vector<std::pair<int, int>>& widths, int encoding_kind, int bold) {
   int f = global_font_count++;
   FontRecord* font = &Font_CMAP[f];
   memset(font, 0, sizeof *font);
+  set_font_map(f, map, encoding_kind);
   snprintf(font->font_name, sizeof font->font_name, "%s", name.c_str());
   font->font_obj = 100 + f;
   font->page_list[0] = page;
   font->page_count = 1;
-  for (const auto& pair : map) {
-    font->cmap_in[font->cmap_count] = pair.first;
-    font->cmap_out[font->cmap_count] = pair.second;
-    font->cmap_count++;
-  }
-  for (int c = 0; c < FONT_WIDTHS_SIZE; c++) font->widths[c] = 500;
-  for (const auto& w : widths) font->widths[w.first] = w.second;
-  font->encoding_kind = encoding_kind;
   font->bold = bold;
-  font->italic = italic;
+  for (const auto& w : widths) font->widths[w.first] = w.second;
   return f;
 }
 

@@ -24,10 +24,10 @@ struct PageTextRun {
   std::string work;                // temp folder, ending in "/"
 };
 
-// Adds a font record named `name` (with its slash) for `page`, with the given map pairs and
-// widths (code, width); returns its index.
-int add_test_font(const std::string& name, int page, const std::vector<std::pair<int, int>>& map = {},
-                  const std::vector<std::pair<int, int>>& widths = {}, int encoding_kind = 0,
-                  int bold = 0, int italic = 0);
+// Adds a font record named `name` (with its slash) for `page`: the map pairs, widths 500 below
+// code 500 but for the given (code, width) pairs, the encoding kind and the bold flag, all else
+// zero. Returns its index.
+int add_test_font(const std::string& name, int page, const std::vector<std::pair<long, long>>& map = {},
+                  const std::vector<std::pair<int, int>>& widths = {}, int encoding_kind = 0, int bold = 0);
 
 }  // namespace pdftest

@@ -27,6 +27,15 @@ PdfWriter& PdfWriter::add(int number, const std::string& body, int generation) {
   return *this;
 }
 
+PdfWriter& PdfWriter::set(int number, const std::string& body) {
+  for (auto& o : objects) {
+    if (o.first != number) continue;
+    o.second = std::to_string(number) + " 0 obj\n" + body + "\nendobj\n";
+    return *this;
+  }
+  return add(number, body);
+}
+
 PdfWriter& PdfWriter::add_stream(int number, const std::string& dict, const std::string& data,
                                  bool flate, int generation) {
   std::string payload = flate ? deflate_bytes(data) : data;
@@ -90,36 +99,25 @@ PdfWriter simple_text_pdf(const std::vector<std::string>& page_contents, int fan
   w.add(1, "<</Type/Catalog/Pages 2 0 R>>");
   w.add(3, "<</Type/Font/Subtype/Type1/BaseFont/Helvetica/Encoding/WinAnsiEncoding>>");
   int pages = static_cast<int>(page_contents.size());
-  std::vector<int> level, parent(10 + 2 * pages + 1000, 2);  // parent of each page and node
+  std::vector<int> level;  // the pages or nodes not yet under a node, in document order
   for (int k = 0; k < pages; k++) level.push_back(10 + 2 * k);
-  std::vector<std::pair<int, std::string>> nodes;  // node number and its kids
-  int next_node = 10 + 2 * pages + 1000;             // above every page
-  while (fanout > 0 && level.size() > static_cast<size_t>(fanout)) {  // levels of nodes, bottom-up
+  for (int node = 10 + 2 * pages + 1000; fanout > 0 && level.size() > static_cast<size_t>(fanout);) {
     std::vector<int> up;
     for (size_t i = 0; i < level.size(); i += fanout) {
       std::string kids;
-      for (size_t j = i; j < std::min(level.size(), i + fanout); j++) {
-        kids += std::to_string(level[j]) + " 0 R ";
-        if (static_cast<size_t>(level[j]) >= parent.size()) parent.resize(level[j] + 1, 2);
-        parent[level[j]] = next_node;
-      }
-      nodes.emplace_back(next_node, kids);
-      up.push_back(next_node++);
+      for (size_t j = i; j < std::min(level.size(), i + fanout); j++) kids += std::to_string(level[j]) + " 0 R ";
+      w.add(node, "<</Type/Pages/Parent 2 0 R/Kids[" + kids + "]>>");
+      up.push_back(node++);
     }
     level = up;
   }
   std::string kids;
   for (int n : level) kids += std::to_string(n) + " 0 R ";
   w.add(2, "<</Type/Pages/Kids[" + kids + "]/Count " + std::to_string(pages) + ">>");
-  for (const auto& node : nodes) {
-    int parent_of = static_cast<size_t>(node.first) < parent.size() ? parent[node.first] : 2;
-    w.add(node.first, "<</Type/Pages/Parent " + std::to_string(parent_of) + " 0 R/Kids[" + node.second + "]/Count " +
-                          std::to_string(std::count(node.second.begin(), node.second.end(), 'R')) + ">>");
-  }
   for (int k = 0; k < pages; k++) {
     int page = 10 + 2 * k;
-    w.add(page, "<</Type/Page/Parent " + std::to_string(parent[page]) + " 0 R/MediaBox[0 0 612 792]/Resources<</Font<</F1 3 "
-                "0 R>>>>/Contents " + std::to_string(page + 1) + " 0 R>>");
+    w.add(page, "<</Type/Page/Parent 2 0 R/MediaBox[0 0 612 792]/Resources<</Font<</F1 3 0 R>>>>/Contents " +
+                    std::to_string(page + 1) + " 0 R>>");
     w.add_stream(page + 1, "", page_contents[k]);
   }
   return w;
@@ -136,6 +134,16 @@ std::string make_temp_dir(const std::string& tag) {
 void write_file(const std::string& path, const std::string& bytes) {
   std::ofstream f(path, std::ios::binary);
   f.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+}
+
+std::vector<std::string> brik_fields(const std::string& file, const std::string& name) {
+  std::vector<std::string> out;
+  for (size_t at = 0, end; (end = file.find("<END_BLOCK>", at)) != std::string::npos; at = end + 11) {
+    size_t value = file.find("\n<" + name + ">: ", at);
+    value = value > end ? end : value + name.size() + 5;
+    out.push_back(file.substr(value, std::min(end, file.find(",\n<", value)) - value));
+  }
+  return out;
 }
 
 std::string read_file(const std::string& path) {

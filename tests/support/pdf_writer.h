@@ -26,6 +26,8 @@ struct PdfWriter {
 
   // A plain object: `body` goes between "N G obj\n" and "\nendobj".
   PdfWriter& add(int number, const std::string& body, int generation = 0);
+  // Replaces the body of object `number` (generation 0), or adds it when there is none.
+  PdfWriter& set(int number, const std::string& body);
   // A stream object. `dict` holds the entries without << >>; /Length (and /Filter when
   // compressed) are added. With flate, `data` is deflated first.
   PdfWriter& add_stream(int number, const std::string& dict, const std::string& data,
@@ -40,8 +42,8 @@ struct PdfWriter {
 
 // A ready document: catalog 1, page tree root 2, font 3 (/F1, Helvetica, WinAnsiEncoding), and
 // for each page k (from 0) a page object 10+2k with its Flate content stream 11+2k.
-// The page tree is flat unless `fanout` > 0, in which case intermediate /Pages nodes (numbered
-// from 1000 above the last page's stream) hold at most `fanout` kids each, level by level, until one root remains.
+// The page tree is flat unless `fanout` > 0: then /Pages nodes (numbered from 1000 above the last
+// page's stream) hold at most `fanout` kids each, level by level, under the root.
 PdfWriter simple_text_pdf(const std::vector<std::string>& page_contents, int fanout = 0);
 
 // A content stream that shows each line with Tj under /F1 at 12 points, 14 points apart.
@@ -51,5 +53,7 @@ std::string text_lines_content(const std::vector<std::string>& lines);
 std::string make_temp_dir(const std::string& tag);
 void write_file(const std::string& path, const std::string& bytes);
 std::string read_file(const std::string& path);
+// The value of field `name` in each record of a brik file's text, in order ("" where absent).
+std::vector<std::string> brik_fields(const std::string& file, const std::string& name);
 
 }  // namespace pdftest
