@@ -190,6 +190,7 @@ static void give_back_kept(KeptArray* a, void* p, size_t size, size_t used = 0) 
 int document_arrays_begin(void) {
   Briks = static_cast<BrikRecord*>(take_kept(&kept_briks, briks_size(), false));
   Font_CMAP = static_cast<FontRecord*>(take_kept(&kept_fonts, fonts_size(), false));
+  font_pool_reset();
   Pages = static_cast<PageRecord*>(take_kept(&kept_pages, pages_size(), false));
   obj = static_cast<ObjectRecord*>(take_kept(&kept_objects, objects_size(), false));
   nn_global_tmp = static_cast<NameNumberPair*>(take_kept(&kept_pairs, pairs_size(), false));
