@@ -65,6 +65,8 @@ extern int global_obj_counter;          // Document: used entries of obj
 extern int global_page_count;           // Document: used entries of Pages
 extern int global_font_count;           // Document: used entries of Font_CMAP
 extern int global_brik_counter;         // Document, 0 at each flush: briks not yet flushed
+extern int global_brik_high_water;     // Document: most entries of Briks filled before a flush; set by
+                                       // the flushes, read and reset by pdf_builder (what to clear)
 extern int global_buffer_cursor;        // Document (file length): first free byte of buffer
 extern int global_text_found;           // Document: briks made by text_processor_page
 extern int global_unhandled_img_counter;// Document: images of kinds not exported
