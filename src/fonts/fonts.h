@@ -4,7 +4,52 @@
 // font_encoding_cmap_handler fills them, the page text reads them.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
+
+// ---- font tables ----
+// A font's map, widths and page list live in the document's font pool, not inside the record:
+// a table takes pool space only as far as it is written, so the thousands of fonts of a long
+// document cost what they hold instead of a fixed 248 KB each (resident memory and clearing
+// time both follow). A table reads exactly as a zero-filled array of N entries: an entry never
+// written reads 0, a write past the space taken grows the table (in place when it is the pool's
+// last table, else by a copy to a larger block) up to N.
+extern "C" uint32_t font_pool_generation;  // font_pool_reset, once per document; older tables read empty
+extern "C" void* font_pool_take(size_t bytes, void* last, size_t last_bytes);  // see font_pool.cpp
+
+template <typename T, int N>
+struct FontTable {
+  T* data;              // entries [0, cap) in the font pool
+  int32_t cap;
+  uint32_t generation;  // pool generation that `data` belongs to; 0 for a table never written
+
+  bool holds(int i) const { return i >= 0 && i < cap && generation == font_pool_generation; }
+  T get(int i) const { return holds(i) ? data[i] : T(0); }
+  T operator[](int i) const { return get(i); }
+  T& operator[](int i) { return holds(i) ? data[i] : grow(i); }
+
+  // Space for entry i: the table doubled until it holds i, at most N entries. An index outside
+  // [0, N) or a full pool gets a scratch entry that is never read back.
+  T& grow(int i) {
+    static T dropped;
+    dropped = 0;
+    if (i < 0 || i >= N) return dropped;
+    if (generation != font_pool_generation) data = nullptr, cap = 0;
+    int want = cap > 0 ? cap : 64;
+    while (want <= i) want *= 2;
+    if (want > N) want = N;
+    T* next = static_cast<T*>(font_pool_take(sizeof(T) * static_cast<size_t>(want), data,
+                                             sizeof(T) * static_cast<size_t>(cap)));
+    if (next == nullptr) return dropped;
+    if (next != data && cap > 0) memcpy(next, data, sizeof(T) * static_cast<size_t>(cap));
+    memset(next + cap, 0, sizeof(T) * static_cast<size_t>(want - cap));
+    data = next;
+    cap = want;
+    generation = font_pool_generation;
+    return data[i];
+  }
+};
 
 extern "C" {
 
@@ -18,17 +63,20 @@ struct FontRecord {
   int32_t font_obj;                 // object number of the font dictionary
   int32_t tounicode_obj;            // written, read by nothing
   int32_t cmap_count;               // valid entries of cmap_in / cmap_out ("CMAP val")
-  int64_t cmap_in[FONT_MAP_SIZE];
-  int64_t cmap_out[FONT_MAP_SIZE];
-  int32_t page_list[FONT_PAGE_LIST_SIZE];  // page indices on which the font may be used
+  FontTable<int64_t, FONT_MAP_SIZE> cmap_in;
+  FontTable<int64_t, FONT_MAP_SIZE> cmap_out;
+  FontTable<int32_t, FONT_PAGE_LIST_SIZE> page_list;  // page indices on which the font may be used
   int32_t page_count;
-  int64_t widths[FONT_WIDTHS_SIZE]; // thousandths of the font size, by character code
+  FontTable<int64_t, FONT_WIDTHS_SIZE> widths;  // thousandths of the font size, by character code
   int32_t encoding_kind;            // 0, 1 MacRoman, 2, 3, 9 WinAnsi, -99 Type3
   int32_t bold;
   int32_t italic;
 };
 
 extern FontRecord* Font_CMAP;  // GLOBAL_MAX_FONT_ENCODINGS entries; per document
+// Starts a document's font pool (pdf_builder, with the document arrays): every table of the
+// previous document reads empty from here on, and pool memory past the first block is given back.
+void font_pool_reset(void);
 
 // Standard width tables: 91 entries, codes 32 to 122.
 extern const int times_roman_widths[91];

@@ -44,7 +44,7 @@ int width_of(int font_index, int code, int unknown) {
   int w = unknown;
   if (font_index >= 0 && code >= 0) {
     w = (font_known(font_index) && code < FONT_WIDTHS_SIZE)
-            ? static_cast<int>(Font_CMAP[font_index].widths[code])
+            ? static_cast<int>(Font_CMAP[font_index].widths.get(code))
             : 0;
   }
   if (w > 1500) w = 500;

@@ -75,6 +75,7 @@ void image_flush_at_capacity(char* account_name, char* library_name, char* time_
     write_to_file(0, global_brik_counter, account_name, library_name, master_doc_tracker,
                   master_brik_tracker, time_text, global_write_to_filename);
   }
+  if (global_brik_counter > global_brik_high_water) global_brik_high_water = global_brik_counter;
   master_brik_tracker += global_brik_counter;
   global_brik_counter = 0;
   master_page_brik_start = 0;

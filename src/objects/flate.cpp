@@ -2,6 +2,7 @@
 // object stream: its objects are copied behind the file's bytes and listed as hidden objects.
 // Reads: buffer. Writes: flate_dst_tmp_buffer, buffer[global_buffer_cursor..], obj[], counters.
 // Limits: FLATE_OUTPUT_SIZE bytes per inflation; the header and copy limits below.
+#include <libdeflate.h>
 #include <zlib.h>
 
 #include <cstdlib>
@@ -27,6 +28,25 @@ constexpr int OBJSTM_LAST_OBJECT_MAX = 10000;  // bytes of a stream's last objec
 constexpr int OBJSTM_LARGE_STREAM = 1000000;   // an inflated stream past this is logged
 constexpr int OBJ_COUNTER_WARN = 199000;       // past this, each hidden object is warned of
 constexpr int OBJ_COUNTER_KEEP = 199998;       // records stop being counted at this
+
+// The whole-buffer decompressor, made once and kept for the run.
+static libdeflate_decompressor* quick_decompressor = nullptr;
+
+// A complete, sound zlib stream of `length` bytes at `from` into flate_dst_tmp_buffer in one
+// call: the inflated length, or -1 for anything else (damaged, cut short, larger than the
+// buffer, no input), which then goes through zlib's inflate as before. A stream the quick
+// decompressor accepts is one that inflate finishes with the same bytes and Z_STREAM_END, so the
+// result is the same; it is only about twice as fast.
+static int quick_inflate(const unsigned char* from, int length) {
+  if (from == nullptr || length <= 0) return -1;
+  if (quick_decompressor == nullptr) quick_decompressor = libdeflate_alloc_decompressor();
+  if (quick_decompressor == nullptr) return -1;
+  size_t used_in = 0;
+  size_t made = 0;
+  libdeflate_result r = libdeflate_zlib_decompress_ex(quick_decompressor, from, static_cast<size_t>(length),
+                                                     flate_dst_tmp_buffer, FLATE_OUTPUT_SIZE, &used_in, &made);
+  return r == LIBDEFLATE_SUCCESS ? static_cast<int>(made) : -1;
+}
 
 // Inflates the stream whose dictionary ends at `start` (the object's stream_start) and whose
 // object ends at `stop`. Returns the inflated length, or -1. flate_dst_tmp_buffer always holds a
@@ -56,6 +76,11 @@ int flate_handler_buffer_v2(int start, int stop) {
   int from = start + offset;
   int end = stop < buffer_capacity ? stop : buffer_capacity;
   int input_length = (from >= 0 && end > from) ? end - from : 0;
+  int quick = quick_inflate(input_length > 0 ? buffer + from : nullptr, input_length);
+  if (quick >= 0) {
+    memset(flate_dst_tmp_buffer + quick, 0, FLATE_GUARD_BYTES);
+    return quick;
+  }
   z_stream zs;
   memset(&zs, 0, sizeof zs);
   zs.next_in = input_length > 0 ? buffer + from : nullptr;

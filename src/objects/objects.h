@@ -36,11 +36,12 @@ constexpr int PAGE_MAX_CONTENTS = 500;  // content_obj entries of one page
 constexpr int PAGE_MAX_IMAGES = 500;    // image entries of one page
 constexpr int IMAGE_NAME_SIZE = 40;     // bytes of one image name, terminator included
 
+// The counts come first, so that a page without images is written within one memory page.
 struct PageRecord {
   int32_t page_obj;                            // page tree walk
   int32_t content_count;                       // page resources
-  int64_t content_obj[PAGE_MAX_CONTENTS];
   int32_t image_count;
+  int64_t content_obj[PAGE_MAX_CONTENTS];
   int64_t image_obj[PAGE_MAX_IMAGES];
   char image_name[PAGE_MAX_IMAGES][IMAGE_NAME_SIZE];
   int64_t image_id[PAGE_MAX_IMAGES];

@@ -1,6 +1,6 @@
 // run/brik_flush.cpp -- hands the gathered briks to the sink and restarts Briks at entry 0.
 // Reads: GLOBAL_WRITE_TO_DB, global_brik_counter and the run's texts. Writes: master_brik_tracker,
-// global_brik_counter, master_page_brik_start, master_page_brik_stop.
+// global_brik_counter, global_brik_high_water, master_page_brik_start, master_page_brik_stop.
 #include "output/output.h"
 #include "run/run_state.h"
 
@@ -15,6 +15,7 @@ void flush_brik_batch(void) {
                   master_doc_tracker, master_brik_tracker, global_time_stamp,
                   global_write_to_filename);
   }
+  if (global_brik_counter > global_brik_high_water) global_brik_high_water = global_brik_counter;
   master_brik_tracker += global_brik_counter;
   global_brik_counter = 0;
   master_page_brik_start = 0;

@@ -107,9 +107,10 @@ static int machine_has_swap(void) {
 // Makes the kept array all zeros again, either by clearing its resident pages or by handing its
 // pages back. Returns 0 if it could do neither; the caller then unmaps the array.
 // With `used`, only the array's first `used` bytes are cleared in place and the rest of the
-// mapping is handed back in one call: the file buffer is written from its start up to the
-// cursor, the page, object and font records from index 0 up to their counts, and pages kept
-// from an earlier, larger document are then not cleared again by every document after it.
+// mapping is left as it is: the file buffer is written from its start up to the cursor, the
+// page, object, font and brik records from index 0 up to their (highest) counts, so nothing past
+// `used` was written and it is still all zeros. Its pages stay mapped for the next document (a
+// page fault costs more than clearing a page) and are not cleared again by every document after.
 static int clear_kept(const KeptArray& a, const char* array, size_t used) {
   size_t body = mapped_size(a.size);
   char* base = static_cast<char*>(a.data) - (body - a.size);
@@ -139,8 +140,6 @@ static int clear_kept(const KeptArray& a, const char* array, size_t used) {
         for (size_t i = 0; i < pages; i++) {
           if (resident[i] & 1) memset(lo + i * page_size(), 0, page_size());
         }
-        if (lo > base && madvise(base, lo - base, MADV_DONTNEED) != 0) return 0;
-        if (hi < base + body && madvise(hi, base + body - hi, MADV_DONTNEED) != 0) return 0;
         return 1;
       }
     }
@@ -190,6 +189,8 @@ static void give_back_kept(KeptArray* a, void* p, size_t size, size_t used = 0) 
 int document_arrays_begin(void) {
   Briks = static_cast<BrikRecord*>(take_kept(&kept_briks, briks_size(), false));
   Font_CMAP = static_cast<FontRecord*>(take_kept(&kept_fonts, fonts_size(), false));
+  font_pool_reset();
+  global_brik_high_water = 0;
   Pages = static_cast<PageRecord*>(take_kept(&kept_pages, pages_size(), false));
   obj = static_cast<ObjectRecord*>(take_kept(&kept_objects, objects_size(), false));
   nn_global_tmp = static_cast<NameNumberPair*>(take_kept(&kept_pairs, pairs_size(), false));
@@ -225,7 +226,10 @@ void document_buffer_end(void) {
 
 void document_arrays_end(void) {
   document_buffer_end();
-  give_back_kept(&kept_briks, Briks, briks_size());
+  // Briks are written at global_brik_counter only, so the entries up to the document's highest
+  // count are all that can hold anything (see clear_kept).
+  if (global_brik_counter > global_brik_high_water) global_brik_high_water = global_brik_counter;
+  give_back_kept(&kept_briks, Briks, briks_size(), records_used(global_brik_high_water, sizeof(BrikRecord)));
   Briks = nullptr;
   give_back_kept(&kept_fonts, Font_CMAP, fonts_size(), records_used(global_font_count, sizeof(FontRecord)));
   Font_CMAP = nullptr;

@@ -58,6 +58,7 @@ int global_obj_counter = 0;
 int global_page_count = 0;
 int global_font_count = 0;
 int global_brik_counter = 0;
+int global_brik_high_water = 0;
 int global_buffer_cursor = 0;
 int global_text_found = 0;
 int global_unhandled_img_counter = 0;

@@ -65,6 +65,8 @@ extern int global_obj_counter;          // Document: used entries of obj
 extern int global_page_count;           // Document: used entries of Pages
 extern int global_font_count;           // Document: used entries of Font_CMAP
 extern int global_brik_counter;         // Document, 0 at each flush: briks not yet flushed
+extern int global_brik_high_water;     // Document: most entries of Briks filled before a flush; set by
+                                       // the flushes, read and reset by pdf_builder (what to clear)
 extern int global_buffer_cursor;        // Document (file length): first free byte of buffer
 extern int global_text_found;           // Document: briks made by text_processor_page
 extern int global_unhandled_img_counter;// Document: images of kinds not exported
@@ -80,6 +82,9 @@ extern int global_table_count;          // batch entries only: tables made
 extern int global_total_pages_added;    // Run: pages that yielded a brik; every entry's result
 
 // ---- the two shared records ----
+// The small fields come first and `text` right after them, so that an ordinary text brik is
+// written within its first pages; a record touches the pages of header_text and table only as far
+// as they are written (resident memory of the array follows what the briks hold).
 struct BrikRecord {
   int32_t master_index;        // zero-based page number
   int32_t sub_index;           // image number on the page (-3 CMYK), or box index
@@ -88,11 +93,11 @@ struct BrikRecord {
   int32_t coords_cx;           // image height, or page index on text and table briks
   int32_t coords_cy;           // image width, or box index on text and table briks
   char content_type[20];       // "text", "table" or "image"
-  char external_files[50];     // exported image file name
-  char header_text[50000];
-  char text[50000];
-  char table[100000];
   char file_type[20];          // "PDF" on text, "pdf" on tables
+  char external_files[50];     // exported image file name
+  char text[50000];
+  char header_text[50000];
+  char table[100000];
 };
 
 struct DocumentRecord {

@@ -492,7 +492,7 @@ static int operator_after(int i) {
 static int char_width(int code) {
   if (!font_is_known(font_index)) return 500;
   if (code < 0 || code >= FONT_WIDTHS_SIZE) return 0;
-  return static_cast<int32_t>(Font_CMAP[font_index].widths[code]);
+  return static_cast<int32_t>(Font_CMAP[font_index].widths.get(code));
 }
 
 // Mapped code of one literal string character: the font's map, else the code as it stands
