@@ -107,6 +107,21 @@ TEST(FontPass, TypeZeroMapMissingFontsAndTheExtension) {
   EXPECT_EQ(cmap_get_char(143, 1), -1);
 }
 
+// Font tables live in a pool per document: they grow as written, and a record the end of a
+// document did not clear (past the font count) reads empty in the next one, never the old bytes.
+TEST(FontPass, TablesGrowAndStartEmptyEachDocument) {
+  {
+    LoadedDoc doc("%PDF-1.4\n");
+    for (int c = 0; c < FONT_WIDTHS_SIZE; c++) Font_CMAP[7].widths[c] = c;
+    Font_CMAP[7].cmap_in[FONT_MAP_SIZE - 1] = 5;
+    EXPECT_EQ(Font_CMAP[7].widths[63] + Font_CMAP[7].widths[FONT_WIDTHS_SIZE - 1], 63 + FONT_WIDTHS_SIZE - 1);
+    EXPECT_EQ(Font_CMAP[7].cmap_in[FONT_MAP_SIZE - 2] + Font_CMAP[7].cmap_in[FONT_MAP_SIZE - 1], 5);
+  }
+  LoadedDoc doc("%PDF-1.4\n");
+  Font_CMAP[8].widths[3] = 1;  // the next document's first table takes the pool's first bytes
+  EXPECT_EQ(Font_CMAP[7].widths.get(63) + Font_CMAP[7].cmap_in.get(FONT_MAP_SIZE - 1), 0);
+}
+
 TEST(FontPass, EmbeddedTypeOne) {
   const std::string clear =
       "%!PS-AdobeFont-1.0: Foo\n/FontName /Foo def\n/Encoding 256 array\n"

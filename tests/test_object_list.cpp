@@ -96,6 +96,13 @@ TEST(Flate, StreamKeywordLineEndsAndFailures) {
     LoadedDoc doc(kHead + "5 0 obj<</Filter/FlateDecode>>" + r.gap + z + "\nendstream\nendobj\n");
     EXPECT_EQ(inflate_object(5), r.want) << r.why;
   }
+  // Streams the one-call inflation refuses go through zlib's inflate, which decides as before.
+  std::string bad_check = z;
+  bad_check.back() ^= 1;
+  for (const std::string& body : {bad_check, z.substr(0, z.size() - 4)}) {
+    LoadedDoc doc(kHead + "5 0 obj<</Filter/FlateDecode>>stream\n" + body + "\nendstream\nendobj\n");
+    EXPECT_EQ(inflate_object(5), "<fail>") << "a wrong or missing check value";
+  }
   LoadedDoc doc(PdfWriter().add_stream(5, "", "plain bytes, not deflated", false).build(Xref::none));
   LogCapture log(9);
   EXPECT_EQ(inflate_object(5), "<fail>");
