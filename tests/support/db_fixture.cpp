@@ -39,6 +39,21 @@ DbValue field(const DbRow& row, const std::string& name) {
   return DbValue{};
 }
 
+std::string fields(const DbRow& row, std::initializer_list<const char*> names) {
+  std::vector<DbValue> values;
+  for (const auto& kv : row) {
+    if (names.size() == 0) values.push_back(kv.second);
+  }
+  for (const char* n : names) values.push_back(field(row, n));
+  std::string out;
+  for (size_t i = 0; i < values.size(); i++) {
+    const DbValue& v = values[i];
+    bool number = v.kind == DbValue::integer || v.kind == DbValue::int64;
+    out += (i ? "|" : "") + (v.kind == DbValue::null ? "NULL" : number ? std::to_string(v.number) : v.str);
+  }
+  return out;
+}
+
 static int place_counter = 0;
 
 static std::string unique_name() {
@@ -132,6 +147,20 @@ bool DbPlace::exec(const std::string& sql, std::string* error) {
   sqlite3_free(message);
   sqlite3_close(db);
   return ok;
+}
+
+void DbPlace::provision_bookkeeping(const std::string& library_name) {
+  if (backend != Backend::mongo) {
+    provision(backend == Backend::postgres ? "bookkeeping_postgres.sql" : "bookkeeping_sqlite.sql", library_name);
+    return;
+  }
+  mongoc_client_t* client = mongoc_client_new(uri.c_str());
+  mongoc_collection_t* c = mongoc_client_get_collection(client, account.c_str(), "library");
+  bson_t* row = BCON_NEW("library_name", BCON_UTF8(library_name.c_str()), "unique_doc_id", BCON_INT64(0));
+  EXPECT_TRUE(mongoc_collection_insert_one(c, row, nullptr, nullptr, nullptr));
+  bson_destroy(row);
+  mongoc_collection_destroy(c);
+  mongoc_client_destroy(client);
 }
 
 static std::vector<DbRow> pg_rows(const std::string& conninfo, const std::string& table) {
@@ -230,6 +259,11 @@ std::vector<DbRow> DbPlace::rows(const std::string& table, const std::string& or
   return rows;
 }
 
-bool DbPlace::has_table(const std::string& table) { return exec("SELECT 1 FROM " + table + " LIMIT 0"); }
+std::string DbPlace::text(const std::string& table, std::initializer_list<const char*> names,
+                          const std::string& order_by) {
+  std::string out;
+  for (const DbRow& row : rows(table, order_by)) out += (out.empty() ? "" : "\n") + fields(row, names);
+  return out;
+}
 
 }  // namespace pdftest

@@ -4,6 +4,7 @@
 // afterwards. The servers' addresses come from PDFBRIKS_PG_CONNINFO and PDFBRIKS_MONGO_URI.
 #pragma once
 
+#include <initializer_list>
 #include <string>
 #include <utility>
 #include <vector>
@@ -42,12 +43,15 @@ struct DbPlace {
   void use();
   // Runs a SQL file of sql/ with {library} replaced by `table` (PostgreSQL and SQLite).
   void provision(const std::string& sql_file, const std::string& table);
+  // The bookkeeping tables and the row of `library` (MongoDB: the library document).
+  void provision_bookkeeping(const std::string& library);
   // Runs SQL text as it is (PostgreSQL and SQLite); false, with the error in `error`, on failure.
   bool exec(const std::string& sql, std::string* error = nullptr);
   // Every row of `table`, sorted by the integer or text field `order_by` when it is not empty.
   std::vector<DbRow> rows(const std::string& table, const std::string& order_by = "");
-  // Whether the table exists (PostgreSQL and SQLite).
-  bool has_table(const std::string& table);
+  // The same rows as fields() texts, one a line.
+  std::string text(const std::string& table, std::initializer_list<const char*> names = {},
+                   const std::string& order_by = "");
 
   Backend backend;
   std::string uri;       // connection string, file path or MongoDB URI
@@ -60,5 +64,7 @@ struct DbPlace {
 
 // Value of `field` in `row` (case-insensitive name), or a null value.
 DbValue field(const DbRow& row, const std::string& name);
+// The named fields of `row`, or all of them, as "a|b|c"; a null value is "NULL".
+std::string fields(const DbRow& row, std::initializer_list<const char*> names = {});
 
 }  // namespace pdftest
