@@ -27,11 +27,6 @@ DbValue db_int(long long n) { DbValue v; v.kind = DbValue::integer; v.number = n
 DbValue db_int64(long long n) { DbValue v; v.kind = DbValue::int64; v.number = n; return v; }
 DbValue db_text(const std::string& s) { DbValue v; v.kind = DbValue::text; v.str = s; return v; }
 
-std::string to_string(const DbValue& v) {
-  const char* kinds[] = {"NULL", "int ", "int64 ", "text ", "other "};
-  return kinds[v.kind] + (v.kind == DbValue::integer || v.kind == DbValue::int64 ? std::to_string(v.number) : v.str);
-}
-
 DbValue field(const DbRow& row, const std::string& name) {
   for (const auto& kv : row) {
     if (strcasecmp(kv.first.c_str(), name.c_str()) == 0) return kv.second;

@@ -25,7 +25,6 @@ struct DbValue {
 DbValue db_int(long long n);      // integer (SQL)
 DbValue db_int64(long long n);    // BSON int64
 DbValue db_text(const std::string& s);
-std::string to_string(const DbValue& v);  // for failure messages
 
 using DbRow = std::vector<std::pair<std::string, DbValue>>;  // in column or field order, no _id
 
