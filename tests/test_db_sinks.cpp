@@ -37,10 +37,9 @@ class DbSink : public ::testing::TestWithParam<Backend> {
     strcpy(my_doc.creator_tool, "maker");
   }
   Backend backend() const { return GetParam(); }
-  int write(int stop, int brik_id = 0, const char* library = nullptr) {
-    std::string lib = library != nullptr ? library : place.library;
-    return write_to_db(0, stop, const_cast<char*>(place.account.c_str()), const_cast<char*>(lib.c_str()),
-                       4, brik_id, stamp);
+  int write(int stop, int brik_id = 0, std::string library = "", int start = 0) {
+    if (library.empty()) library = place.library;
+    return write_to_db(start, stop, &place.account[0], &library[0], 4, brik_id, stamp);
   }
   std::vector<DbRow> rows() { return place.rows(place.library, "block_ID"); }
   std::string text_of(const DbRow& row) { return field(row, backend() == Backend::mongo ? "text" : "text_block").str; }
@@ -76,19 +75,16 @@ TEST_P(DbSink, StoresAllFieldsInOrderWithTypes) {
 // ---- valid UTF-8 passes whole, one bad byte strips every byte above 127 and every control (and
 // logs once); the headlines join short image briks only, by the header rule of each path ----
 TEST_P(DbSink, TextPreparationAndHeadlines) {
+  const char* briks[][3] = {{"image", "123456789", "short"}, {"image", "1234567890", "short"},
+                            {"image", "", "twenty bytes header."}, {"text", "abc", "short"},
+                            {"text", "caf\xC3\xA9\tx", "short"}, {"text", "caf\xC3\xA9\t\xFFx", "short"}, {"image", "img", "h"}};
+  for (int k = 0; k < 7; k++) set_brik(k, briks[k][0], briks[k][1], briks[k][2]);
   strcpy(global_headlines, "Title");
-  set_brik(0, "image", "123456789", "short");
-  set_brik(1, "image", "1234567890", "short");
-  set_brik(2, "image", "", "twenty bytes header.");
-  set_brik(3, "text", "abc", "short");
-  set_brik(4, "text", "caf\xC3\xA9\tx", "short");
-  set_brik(5, "text", "caf\xC3\xA9\t\xFFx", "short");
   LogCapture log(10);
   write(6);
-  strcpy(global_headlines, "T\xFFi\xC3\xA9t");
+  strcpy(global_headlines, "T\xFFi\xC3\xA9t");  // the last, on the path of headlines that are not valid
   GLOBAL_GET_HEADER_TEXT = 0;
-  set_brik(6, "image", "img", "h");
-  write_to_db(6, 7, const_cast<char*>(place.account.c_str()), const_cast<char*>(place.library.c_str()), 4, 6, stamp);
+  write(7, 6, "", 6);
   std::vector<DbRow> got = rows();
   ASSERT_EQ(got.size(), 7u);
   const std::string want_text[] = {"123456789 Title", "1234567890", " Title", "abc", "caf\xC3\xA9\tx", "cafx", "imgTit"};
@@ -205,7 +201,7 @@ TEST_P(DbSink, FailedConnectionsAndUnknownNames) {
   place.use();
   EXPECT_EQ(write(0, 9), backend() == Backend::mongo ? 9 : 0);  // an empty batch
   if (backend() != Backend::mongo) {  // a collection name is not SQL
-    place.provision(backend() == Backend::postgres ? "briks_postgres.sql" : "briks_sqlite.sql", "victim");
+    place.provision("briks", "victim");
     LogCapture log(20);
     write(2, 0, "briks (block_ID) VALUES (1); DROP TABLE victim; INSERT INTO briks");
     EXPECT_EQ(count_of(log.text(), "statement refused before sending - the table name is not a plain identifier"), 2);

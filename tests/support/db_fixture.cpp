@@ -96,9 +96,7 @@ DbPlace::DbPlace(Backend b, const std::string& lib) : backend(b), library(lib) {
     if (uri.empty()) { skip_reason = "PDFBRIKS_MONGO_URI is not set (run under scripts/with_test_servers.sh)"; return; }
     if (!mongo_started) { mongoc_init(); mongo_started = true; }
   }
-  if (!library.empty() && backend != Backend::mongo) {
-    provision(backend == Backend::postgres ? "briks_postgres.sql" : "briks_sqlite.sql", library);
-  }
+  if (!library.empty()) provision("briks", library);
 }
 
 DbPlace::~DbPlace() {
@@ -121,14 +119,23 @@ void DbPlace::use() {
   global_db_uri_string = const_cast<char*>(uri.c_str());
 }
 
-void DbPlace::provision(const std::string& sql_file, const std::string& table) {
+void DbPlace::provision(const std::string& kind, const std::string& table) {
+  if (backend == Backend::mongo) {
+    if (kind == "briks") return;  // the first insert makes the collection
+    mongoc_client_t* client = mongoc_client_new(uri.c_str());
+    mongoc_collection_t* c = mongoc_client_get_collection(client, account.c_str(), "library");
+    bson_t* row = BCON_NEW("library_name", BCON_UTF8(table.c_str()), "unique_doc_id", BCON_INT64(0));
+    EXPECT_TRUE(mongoc_collection_insert_one(c, row, nullptr, nullptr, nullptr));
+    bson_destroy(row);
+    mongoc_collection_destroy(c);
+    mongoc_client_destroy(client);
+    return;
+  }
   // The repository's sql/ folder, found from this file's own path (tests/support/ beside it).
-  std::string here = __FILE__;
-  std::string root = here.substr(0, here.rfind("/tests/support/"));
-  std::string sql = read_file(root + "/sql/" + sql_file);
+  std::string here = __FILE__, file = kind + (backend == Backend::postgres ? "_postgres.sql" : "_sqlite.sql");
+  std::string sql = read_file(here.substr(0, here.rfind("/tests/support/")) + "/sql/" + file), error;
   for (size_t at; (at = sql.find("{library}")) != std::string::npos;) sql.replace(at, 9, table);
-  std::string error;
-  if (sql.empty() || !exec(sql, &error)) ADD_FAILURE() << "provisioning " << sql_file << ": " << error;
+  if (sql.empty() || !exec(sql, &error)) ADD_FAILURE() << "provisioning " << file << ": " << error;
 }
 
 bool DbPlace::exec(const std::string& sql, std::string* error) {
@@ -142,20 +149,6 @@ bool DbPlace::exec(const std::string& sql, std::string* error) {
   sqlite3_free(message);
   sqlite3_close(db);
   return ok;
-}
-
-void DbPlace::provision_bookkeeping(const std::string& library_name) {
-  if (backend != Backend::mongo) {
-    provision(backend == Backend::postgres ? "bookkeeping_postgres.sql" : "bookkeeping_sqlite.sql", library_name);
-    return;
-  }
-  mongoc_client_t* client = mongoc_client_new(uri.c_str());
-  mongoc_collection_t* c = mongoc_client_get_collection(client, account.c_str(), "library");
-  bson_t* row = BCON_NEW("library_name", BCON_UTF8(library_name.c_str()), "unique_doc_id", BCON_INT64(0));
-  EXPECT_TRUE(mongoc_collection_insert_one(c, row, nullptr, nullptr, nullptr));
-  bson_destroy(row);
-  mongoc_collection_destroy(c);
-  mongoc_client_destroy(client);
 }
 
 static std::vector<DbRow> pg_rows(const std::string& conninfo, const std::string& table) {

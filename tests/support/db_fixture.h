@@ -40,10 +40,9 @@ struct DbPlace {
   const std::string& skip() const { return skip_reason; }
   // Sets global_db and global_db_uri_string (borrowed from this place) for the sinks.
   void use();
-  // Runs a SQL file of sql/ with {library} replaced by `table` (PostgreSQL and SQLite).
-  void provision(const std::string& sql_file, const std::string& table);
-  // The bookkeeping tables and the row of `library` (MongoDB: the library document).
-  void provision_bookkeeping(const std::string& library);
+  // Runs sql/<kind>_postgres.sql or _sqlite.sql with {library} replaced by `table`; on MongoDB,
+  // "bookkeeping" makes the library document of `table` and "briks" nothing.
+  void provision(const std::string& kind, const std::string& table);
   // Runs SQL text as it is (PostgreSQL and SQLite); false, with the error in `error`, on failure.
   bool exec(const std::string& sql, std::string* error = nullptr);
   // Every row of `table`, sorted by the integer or text field `order_by` when it is not empty.
