@@ -17,22 +17,16 @@ struct ImageRun {
 
 // pdf_builder on `bytes` with the globals a folder entry with image saving on would set.
 ImageRun run_images(const std::string& bytes, int image_save = 1) {
-  static std::string folder;
-  folder = make_temp_dir("images");
-  write_file(folder + "doc.pdf", bytes);
-  GLOBAL_WRITE_TO_DB = 0;
   GLOBAL_BRIK_SIZE = 400;
-  global_image_fp = const_cast<char*>(folder.c_str());
-  global_write_to_filename = const_cast<char*>("briks.txt");
   global_time_stamp = const_cast<char*>("t");
   global_image_save_on = image_save;
   global_ccitt_image_save_on = global_png_convert_on = 1;
   IMG_MIN_HEIGHT = IMG_MIN_WIDTH = 5;
   IMG_MIN_HxW = 250;
   master_doc_tracker = master_image_tracker = master_brik_tracker = 0;
-  std::string path = folder + "doc.pdf";
-  int result = pdf_builder(&path[0], const_cast<char*>("a"), const_cast<char*>("l"), const_cast<char*>("t"));
+  int result = run_pdf_builder(bytes);
   global_image_save_on = -1;
+  std::string folder = global_image_fp;
   return ImageRun{result, folder, read_file(folder + "briks.txt")};
 }
 
