@@ -23,12 +23,7 @@ struct BatchRun {
 // Settings of a run into `place`, which gets the bookkeeping of "lib".
 BatchRun into(DbPlace& place) {
   place.provision("bookkeeping", "lib");
-  BatchRun r;
-  r.db_kind = backend_name(place.backend);
-  r.db_uri = place.uri;
-  r.account = place.account;
-  r.write_to_db = 1;
-  return r;
+  return BatchRun{backend_name(place.backend), place.uri, place.account, "lib", "job7", 1};
 }
 
 // Level 3 over the "in/" folder `in` (or `folder`), work and log beside it; the log in `log`.
