@@ -42,7 +42,6 @@ class DbSink : public ::testing::TestWithParam<Backend> {
   }
   std::vector<DbRow> rows() { return place.rows(place.library, "block_ID"); }
   std::string text_of(const DbRow& row) { return field(row, backend() == Backend::mongo ? "text" : "text_block").str; }
-  DbValue number(long long n) const { return backend() == Backend::mongo ? db_int64(n) : db_int(n); }
 };
 
 // ---- the 28 values of a text, a table and a CMYK image brik, in order, with their types ----

@@ -23,9 +23,9 @@ const char* backend_name(Backend b) {
   return b == Backend::postgres ? "postgres" : b == Backend::sqlite ? "sqlite" : "mongo";
 }
 
-DbValue db_int(long long n) { DbValue v; v.kind = DbValue::integer; v.number = n; return v; }
-DbValue db_int64(long long n) { DbValue v; v.kind = DbValue::int64; v.number = n; return v; }
-DbValue db_text(const std::string& s) { DbValue v; v.kind = DbValue::text; v.str = s; return v; }
+static DbValue db_int(long long n) { DbValue v; v.kind = DbValue::integer; v.number = n; return v; }
+static DbValue db_int64(long long n) { DbValue v; v.kind = DbValue::int64; v.number = n; return v; }
+static DbValue db_text(const std::string& s) { DbValue v; v.kind = DbValue::text; v.str = s; return v; }
 
 DbValue field(const DbRow& row, const std::string& name) {
   for (const auto& kv : row) {

@@ -20,11 +20,7 @@ struct DbValue {
   enum Kind { null, integer, int64, text, other } kind = null;  // int64: a BSON int64 only
   long long number = 0;
   std::string str;
-  bool operator==(const DbValue& o) const { return kind == o.kind && number == o.number && str == o.str; }
 };
-DbValue db_int(long long n);      // integer (SQL)
-DbValue db_int64(long long n);    // BSON int64
-DbValue db_text(const std::string& s);
 
 using DbRow = std::vector<std::pair<std::string, DbValue>>;  // in column or field order, no _id
 
