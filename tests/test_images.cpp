@@ -184,25 +184,20 @@ TEST(ImagePass, FlushAtCapacityInsideTheHandler) {
 }
 
 TEST(ImageHandlers, LimitsAndFailuresAreCleanRefusals) {
-  // An inflated image of exactly 25,000,000 bytes is kept; one of 25,005,000 is refused.
-  std::string big(25000000, '\0');
-  big[0] = 1;
-  ImageRun at_limit = run_images(image_page({{"/Width 5000/Height 5000" + kFlate, deflate_bytes(big)}}).build());
-  EXPECT_TRUE(at_limit.has("image0_0.png"));
-  big.resize(25005000);
-  ImageRun past = run_images(image_page({{"/Width 5001/Height 5000" + kFlate, deflate_bytes(big)}}).build());
-  EXPECT_EQ(past.result, 2);
-  EXPECT_FALSE(past.has("image0_0.png"));
-  // A width libpng refuses: WARNING, no file, and the next image still goes out.
-  std::string wide(6 * 1000001, '\0');
-  wide[0] = 1;
+  // One page: an inflated image of exactly 25,000,000 bytes is kept and one of 25,005,000 refused;
+  // a width libpng refuses gives a WARNING and no file; the last image takes the number left.
+  std::string big(25005000, '\0'), wide(6 * 1000001, '\0');
+  big[0] = wide[0] = 1;
   LogCapture log(20);
-  ImageRun png_error = run_images(image_page({{"/Width 1000001/Height 6" + kFlate, deflate_bytes(wide)},
-                                         {kWH + kFlate, deflate_bytes(kRgb)}}).build());
-  EXPECT_EQ(png_error.result, 3);
+  ImageRun run = run_images(image_page({{"/Width 5000/Height 5000" + kFlate, deflate_bytes(big.substr(0, 25000000))},
+                                        {"/Width 5001/Height 5000" + kFlate, deflate_bytes(big)},
+                                        {"/Width 1000001/Height 6" + kFlate, deflate_bytes(wide)},
+                                        {kWH + kFlate, deflate_bytes(kRgb)}}).build());
+  EXPECT_EQ(run.result, 5);
   EXPECT_NE(log.text().find("WARNING: pdf_parser - image_handler_flate - png error - image dropped"), std::string::npos);
-  EXPECT_EQ(png_samples(png_error.folder + "image0_0.png"), kRgb);  // the dropped one used no number
-  EXPECT_FALSE(png_error.has("image0_1.png"));
+  EXPECT_TRUE(run.has("image0_0.png"));
+  EXPECT_EQ(png_samples(run.folder + "image0_1.png"), kRgb);
+  EXPECT_FALSE(run.has("image0_2.png"));
   // The span limit of the encoded family, called directly.
   LoadedDoc doc("%PDF-1.4\n");
   std::string folder = make_temp_dir("span");
