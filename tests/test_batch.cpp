@@ -1,106 +1,44 @@
-// tests/test_batch.cpp -- the three folder entry points in file mode and into SQLite: the name
-// test, document numbers with and without a failed file, status updates at 20 and 21 files,
-// failure events, library totals, an empty folder, a folder that does not open, the lines that
-// differ by level, and refused statements (quotes, an unusual library name).
-#include <gtest/gtest.h>
-#include <sqlite3.h>
+// tests/test_batch.cpp -- the three folder entry points: the name test, capacity, document numbers,
+// status updates, then a level-3 run into each database back end (PostgreSQL and the MongoDB-wire
+// peer of scripts/with_test_servers.sh, and SQLite) with events, totals and the closing status, the
+// back ends' own bookkeeping rules and refusals, and the lines and targets that differ by level.
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <map>
-#include <string>
-#include <vector>
 
-#include "doc_fixture.h"
-#include "pdf_writer.h"
-#include "pdfbriks.h"
-#include "run/run_state.h"
-
-using namespace pdftest;
+#include "db_fixture.h"
+#include "suite.h"
 
 namespace {
 
-std::string good_pdf(const std::string& text) {
-  return simple_text_pdf({text_lines_content({text})}).build();
-}
+char* text(const char* s) { return const_cast<char*>(s); }
+std::string good_pdf(const std::string& words) { return simple_text_pdf({text_lines_content({words})}).build(); }
 const std::string kNoCatalog = "%PDF-1.7\n1 0 obj\n<< /Type /Page >>\nendobj\n";
-std::string encrypted_pdf() {
-  PdfWriter w = simple_text_pdf({text_lines_content({"secret"})});
-  w.trailer_extra = "/Encrypt 9 0 R";
-  return w.build();
-}
-std::string empty_pdf() { return simple_text_pdf({""}).build(); }
-
-// A SQLite file with the bookkeeping tables and the row of `library`.
-std::string make_sqlite_db(const std::string& folder, const std::string& library) {
-  std::string path = folder + "run.db";
-  std::string sql = read_file(std::string(PDFBRIKS_TEST_DATA) + "/../../sql/bookkeeping_sqlite.sql");
-  for (size_t at; (at = sql.find("{library}")) != std::string::npos;) sql.replace(at, 9, library);
-  sqlite3* db = nullptr;
-  sqlite3_open(path.c_str(), &db);
-  EXPECT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
-  sqlite3_close(db);
-  return path;
-}
-
-// Rows of a query as "a|b|c" texts.
-std::vector<std::string> rows(const std::string& db_path, const std::string& query) {
-  sqlite3* db = nullptr;
-  sqlite3_open(db_path.c_str(), &db);
-  sqlite3_stmt* stmt = nullptr;
-  std::vector<std::string> out;
-  EXPECT_EQ(sqlite3_prepare_v2(db, query.c_str(), -1, &stmt, nullptr), SQLITE_OK) << query;
-  while (stmt != nullptr && sqlite3_step(stmt) == SQLITE_ROW) {
-    std::string row;
-    for (int c = 0; c < sqlite3_column_count(stmt); c++) {
-      const unsigned char* v = sqlite3_column_text(stmt, c);
-      row += (c ? "|" : "") + std::string(v ? reinterpret_cast<const char*>(v) : "NULL");
-    }
-    out.push_back(row);
-  }
-  sqlite3_finalize(stmt);
-  sqlite3_close(db);
-  return out;
-}
 
 struct BatchRun {
-  std::string db_kind = "none";
-  std::string db_uri;
-  std::string library = "lib";
-  std::string job_id = "job7";
-  int write_to_db = 0;
-  int unique_doc_num = 100;
-  int status_flag = 0;
-  int interval = 10;
-  int level = 20;
+  std::string db_kind = "none", db_uri, account = "acct", library = "lib", job_id = "job7";
+  int write_to_db = 0, unique_doc_num = 100, status_flag = 0, interval = 10, level = 20;
 };
 
-// Settings of a run into a fresh SQLite file beside the "in/" folder `in`.
-BatchRun into_sqlite(const std::string& in) {
-  BatchRun r;
-  r.db_kind = "sqlite";
-  r.db_uri = make_sqlite_db(in + "../", "lib");
-  r.write_to_db = 1;
-  return r;
+// Settings of a run into `place`, which gets the bookkeeping of "lib".
+BatchRun into(DbPlace& place) {
+  place.provision("bookkeeping", "lib");
+  return BatchRun{backend_name(place.backend), place.uri, place.account, "lib", "job7", 1};
 }
 
-// Level 3 over `folder`, the log in a file; returns the result, the log in `log`.
-int run3(const std::string& folder, const BatchRun& r, std::string* log,
-         const std::string& work_in = "") {
-  std::string work = work_in.empty() ? folder + "../" : work_in;
-  std::string log_path = work + "run.log";
+// Level 3 over the "in/" folder `in` (or `folder`), work and log beside it; the log in `log`.
+int run3(const std::string& in, const BatchRun& r, std::string* log, const std::string& folder = "") {
+  std::string work = in + "../", log_path = work + "run.log";
   int pages = add_pdf_main_dorvane_config_new(
-      "acct", r.library.c_str(), folder.c_str(), r.db_kind.c_str(), r.db_uri.c_str(), "acct", "",
-      "", work.c_str(), 60, -1, r.write_to_db, "briks.txt", 400, r.unique_doc_num,
-      r.status_flag, r.interval, r.job_id.c_str(), 0, 1, 1, 600, 2, 1, 1, r.level,
-      log_path.c_str());
+      r.account.c_str(), r.library.c_str(), (folder.empty() ? in : folder).c_str(), r.db_kind.c_str(),
+      r.db_uri.c_str(), r.account.c_str(), "", "", work.c_str(), 60, -1, r.write_to_db, "briks.txt", 400,
+      r.unique_doc_num, r.status_flag, r.interval, r.job_id.c_str(), 0, 1, 1, 600, 2, 1, 1, r.level, log_path.c_str());
   *log = read_file(log_path);
   return pages;
 }
 
 // A fresh "in/" folder under a temp folder, holding `docs` (name and bytes).
-std::string make_input(const std::string& tag,
-                       const std::vector<std::pair<std::string, std::string>>& docs) {
+std::string make_input(const std::string& tag, const std::vector<std::pair<std::string, std::string>>& docs) {
   std::string in = make_temp_dir(tag) + "in/";
   mkdir(in.c_str(), 0755);
   for (const auto& d : docs) write_file(in + d.first, d.second);
@@ -118,43 +56,37 @@ std::vector<std::string> processed(const std::string& log) {
   return names;
 }
 
-// doc_ID of each file_source in the brik file.
-std::map<std::string, int> doc_ids(const std::string& brik_file) {
-  std::map<std::string, int> ids;
-  std::string text = read_file(brik_file);
-  for (size_t at = text.find("<doc_ID>: "); at != std::string::npos; at = text.find("<doc_ID>: ", at + 1)) {
-    size_t src = text.find("<file_source>: ", at) + 15;
-    ids[text.substr(src, text.find(",\n", src) - src)] = atoi(text.c_str() + at + 10);
+// doc_ID of each document in the brik file, in the order written.
+std::vector<int> doc_numbers(const std::string& brik_file) {
+  std::vector<int> ids;
+  std::string briks = read_file(brik_file);
+  for (size_t at = briks.find("<doc_ID>: "); at != std::string::npos; at = briks.find("<doc_ID>: ", at + 1)) {
+    int id = atoi(briks.c_str() + at + 10);
+    if (ids.empty() || ids.back() != id) ids.push_back(id);
   }
   return ids;
 }
 
+class BatchBackend : public testing::TestWithParam<Backend> {};
 
 }  // namespace
 
 // Only names after "." and ".." in byte order, not .DS_Store, of type "pdf" or "PDF", are taken;
-// a name made of points only has no type and is passed over without harm.
-TEST(BatchScan, NameTest) {
-  std::string doc = good_pdf("hello");
-  std::string in = make_input("scan", {{"a.pdf", doc}, {"Report.PDF", doc}, {"Report.Pdf", doc},
-                                       {"-draft.pdf", doc}, {".hidden.pdf", doc}, {"notes.txt", doc},
-                                       {"...", doc}, {"+x.pdf", doc}, {".DS_Store", doc}});
-  std::string log;
+// a name made of points only has no type. Past the capacity of files, or past the length of one
+// entry, a file is left out and named.
+TEST(BatchScan, NamesCapacityAndLongPaths) {
+  std::string doc = good_pdf("hello"), log;
+  std::string in = make_input("scan", {{"a.pdf", doc}, {"Report.PDF", doc}, {"Report.Pdf", doc}, {"-draft.pdf", doc},
+                                       {".hidden.pdf", doc}, {"notes.txt", doc}, {"...", doc}, {"+x.pdf", doc},
+                                       {".DS_Store", doc}});
   EXPECT_EQ(run3(in, BatchRun(), &log), 3);
   std::vector<std::string> names = processed(log);
   std::sort(names.begin(), names.end());
   EXPECT_EQ(names, (std::vector<std::string>{".hidden.pdf", "Report.PDF", "a.pdf"}));
   EXPECT_NE(log.find("INFO: pdf_parser - total pdf files processed - 3 \n"
                      "INFO: pdf_parser - total input files received - 3 \n"), std::string::npos);
-}
-
-// Past the capacity of files, or past the length of one entry, a file is left out and named.
-TEST(BatchScan, CapacityAndLongPaths) {
-  std::string doc = good_pdf("hello");
-  std::string in = make_input("cap", {{"a.pdf", doc}, {"b.pdf", doc}, {"c.pdf", doc}});
   int saved = GLOBAL_MAX_INPUT_FILES;
   GLOBAL_MAX_INPUT_FILES = 2;
-  std::string log;
   run3(in, BatchRun(), &log);
   GLOBAL_MAX_INPUT_FILES = saved;
   EXPECT_EQ(processed(log).size(), 2u);
@@ -166,28 +98,20 @@ TEST(BatchScan, CapacityAndLongPaths) {
 }
 
 // Numbers run from unique_doc_num by finished documents, so the file after a failed one gets
-// the failed one's number; 0 gives 1000000 first, then 1.
+// the failed one's number; below 1 (0, or no library row to pull from) gives 1000000 onwards.
 TEST(BatchNumbers, FromUniqueDocNum) {
-  struct Row {
-    int unique_doc_num;
-    bool with_failure;
-    std::vector<int> expected;  // numbers of the good files in processing order
-  } table[] = {{100, false, {100, 101, 102}}, {100, true, {100, 101, 102}}, {0, false, {1000000, 1, 2}}};
+  // expected: the numbers of the good files in processing order.
+  struct Row { int unique_doc_num; bool with_failure; std::vector<int> expected; } table[] = {{100, false, {100, 101, 102}}, {100, true, {100, 101, 102}}, {0, false, {1000000, 1, 2}},
+               {-1, true, {1000000, 1000001, 1000002}}};
   for (const Row& row : table) {
     std::vector<std::pair<std::string, std::string>> docs = {
         {"a.pdf", good_pdf("alpha")}, {"b.pdf", good_pdf("beta")}, {"c.pdf", good_pdf("gamma")}};
     if (row.with_failure) docs.push_back({"bad.pdf", kNoCatalog});
-    std::string in = make_input("numbers", docs);
+    std::string in = make_input("numbers", docs), log;
     BatchRun r;
     r.unique_doc_num = row.unique_doc_num;
-    std::string log;
     run3(in, r, &log);
-    std::map<std::string, int> ids = doc_ids(in + "../briks.txt");
-    std::vector<int> got;
-    for (const std::string& name : processed(log)) {
-      if (name != "bad.pdf") got.push_back(ids.at(name));
-    }
-    EXPECT_EQ(got, row.expected) << row.unique_doc_num << " failure " << row.with_failure;
+    EXPECT_EQ(doc_numbers(in + "../briks.txt"), row.expected) << row.unique_doc_num << " failure " << row.with_failure;
   }
 }
 
@@ -200,99 +124,139 @@ TEST(BatchStatus, UpdatesAndTheClosingRow) {
   for (const auto& row : table) {
     std::vector<std::pair<std::string, std::string>> docs;
     for (int i = 0; i < row.files; i++) docs.push_back({"d" + std::to_string(i) + ".pdf", kNoCatalog});
-    std::string in = make_input("status", docs);
-    BatchRun r = into_sqlite(in);
+    std::string in = make_input("status", docs), log;
+    DbPlace place(Backend::sqlite, "");
+    BatchRun r = into(place);
     r.status_flag = row.files > 0;
     r.interval = row.interval;
-    std::string log;
-    EXPECT_EQ(run3(in + "../" + row.sub, r, &log, in + "../"), 0);
+    EXPECT_EQ(run3(in, r, &log, in + "../" + row.sub), 0);
     EXPECT_EQ(count_of(log, "INFO: pdf_parser - registered status to database - lib_pdf_parser_job7 - In Progress - "),
               row.updates);
     EXPECT_EQ(count_of(log, "WARNING: pdf_parser - status interval not above 0"), row.interval <= 0 ? 1 : 0);
     EXPECT_EQ(count_of(log, "WARNING: pdf_parser - input folder can not be opened"), row.sub[0] == 'm');
     std::string n = std::to_string(row.files);
-    EXPECT_EQ(rows(r.db_uri, "SELECT summary, total, current FROM status"), std::vector<std::string>{"Completed|" + n + "|" + n});
-    std::vector<std::string> want = {row.files ? "lib_pdf_parser_job7|Completed|||" + n + "|" + n + "|files" : "0|0|0"};
-    EXPECT_EQ(rows(r.db_uri, row.files ? "SELECT * FROM status" : "SELECT documents, blocks, pages FROM library"), want);
+    EXPECT_EQ(place.text("status"), "lib_pdf_parser_job7|Completed|||" + n + "|" + n + "|files");
+    EXPECT_EQ(place.text("library", {"documents", "blocks", "pages"}), "0|0|0");
   }
 }
 
-// Each failed document leaves one event with its reason; totals count the good ones, tables and
-// pages each in their own field; level 1 and 2 warn where level 3 writes debug lines.
-TEST(BatchEvents, EventsAndTotals) {
-  std::string table_pdf = read_file(std::string(PDFBRIKS_TEST_DATA) + "/table_office.pdf");
-  std::string in = make_input("events", {{"nocat.pdf", kNoCatalog}, {"enc.pdf", encrypted_pdf()},
-                                         {"empty.pdf", empty_pdf()}, {"good.pdf", good_pdf("one")},
-                                         {"table.pdf", table_pdf}});
-  BatchRun r = into_sqlite(in);
+// Level 3 into each back end, numbers from the library row: every file takes one in turn, each
+// failed document leaves one event with its reason, totals count the good ones (tables and pages
+// each in their own field), one status row closes the run; level 3 writes debug lines where
+// levels 1 and 2 warn.
+TEST_P(BatchBackend, EventsTotalsAndStatus) {
+  DbPlace place(GetParam(), "lib");
+  if (!place.skip().empty()) GTEST_SKIP() << place.skip();
+  PdfWriter encrypted = simple_text_pdf({text_lines_content({"secret"})});
+  encrypted.trailer_extra = "/Encrypt 9 0 R";
+  std::string in = make_input("events", {{"nocat.pdf", kNoCatalog}, {"enc.pdf", encrypted.build()},
+                                         {"empty.pdf", simple_text_pdf({""}).build()}, {"good.pdf", good_pdf("one")},
+                                         {"table.pdf", read_file(std::string(PDFBRIKS_TEST_DATA) + "/table_office.pdf")}});
+  BatchRun r = into(place);
+  r.unique_doc_num = -1;
+  r.status_flag = 1;
   std::string log;
   int pages = run3(in, r, &log);
-  EXPECT_EQ(rows(r.db_uri, "SELECT job_id, parser_type, library_name, account_name, file_name, message, "
-                           "ocr_flag, fail_flag FROM parser_events ORDER BY message"),
-            (std::vector<std::string>{"job7|pdf|lib|acct|" + in + "enc.pdf|ENCRYPTED|yes|fail",
-                                      "job7|pdf|lib|acct|" + in + "nocat.pdf|NO_CATALOG|yes|fail",
-                                      "job7|pdf|lib|acct|" + in + "empty.pdf|NO_CONTENT_FOUND|yes|fail"}));
-  std::vector<std::string> totals = rows(r.db_uri, "SELECT documents, tables > 0, pages FROM library");
-  EXPECT_EQ(totals, std::vector<std::string>{"2|1|" + std::to_string(pages)});
-  std::string tables_line = "INFO: pdf_parser - total tables created - " +
-                            rows(r.db_uri, "SELECT tables FROM library")[0] + " \n";
-  EXPECT_NE(log.find(tables_line), std::string::npos);
-  EXPECT_EQ(count_of(log, "WARNING: pdf_parser - no content captured"), 0);  // level 3: debug lines
+  std::vector<std::string> order = processed(log);
+  std::vector<DbRow> briks = place.rows("lib");
+  ASSERT_FALSE(briks.empty());
+  for (const DbRow& b : briks) {
+    std::string file = field(b, "file_source").str;
+    EXPECT_EQ(field(b, "doc_ID").number, 1 + std::find(order.begin(), order.end(), file) - order.begin()) << file;
+  }
+  std::string head = "job7|pdf|lib|" + place.account + "|" + in;
+  EXPECT_EQ(place.text("parser_events", {"job_id", "parser_type", "library_name", "account_name", "file_name", "message",
+                                         "ocr_flag", "fail_flag"}, "message"),
+            head + "enc.pdf|ENCRYPTED|yes|fail\n" + head + "nocat.pdf|NO_CATALOG|yes|fail\n" + head +
+                "empty.pdf|NO_CONTENT_FOUND|yes|fail");
+  DbRow library = place.rows("library").at(0);
+  EXPECT_EQ(fields(library, {"unique_doc_id", "documents", "blocks", "pages"}),
+            "5|2|" + std::to_string(briks.size()) + "|" + std::to_string(pages));
+  EXPECT_GT(field(library, "tables").number, 0);
+  EXPECT_EQ(count_of(log, "INFO: pdf_parser - total tables created - " + fields(library, {"tables"}) + " \n"), 1);
+  EXPECT_EQ(count_of(log, "WARNING: pdf_parser - no content captured"), 0);
+  // A new row on PostgreSQL holds the word start_time; MongoDB alone adds the sender.
+  EXPECT_EQ(place.text("status", {"key", "summary", "total", "current", "start_time", "sender"}),
+            std::string("lib_pdf_parser_job7|Completed|5|5|") + (GetParam() == Backend::postgres ? "start_time|NULL"
+                                                                 : GetParam() == Backend::sqlite ? "|NULL" : "|pdf_parser"));
 }
 
-// Quotes in values written unescaped, and a library name that is not a plain identifier,
-// refuse the statement with a reason; no SQL of theirs runs and the tables stay whole.
-TEST(BatchGuard, RefusedStatements) {
-  std::string in = make_input("guard", {{"it's.pdf", kNoCatalog}, {"good.pdf", good_pdf("one")}});
-  BatchRun r = into_sqlite(in);
-  r.job_id = "x'); DROP TABLE status; --";
-  r.unique_doc_num = -1;
-  r.level = 10;
-  std::string log;
-  run3(in, r, &log);
-  EXPECT_NE(log.find("register_parser_event_sqlite - exec error: statement refused before sending - a single quote in job_id"),
-            std::string::npos);
-  EXPECT_NE(log.find("register_status_update_sqlite - exec error: statement refused before sending - a single quote in key"),
-            std::string::npos);
-  EXPECT_TRUE(rows(r.db_uri, "SELECT * FROM parser_events").empty());
-  EXPECT_TRUE(rows(r.db_uri, "SELECT * FROM status").empty());
-
-  r.library = "lib' OR 1=1 --";
-  r.job_id = "job7";
-  r.write_to_db = 0;  // briks to the file, where the fallback number shows
-  run3(in, r, &log);
-  EXPECT_NE(log.find("pull_new_doc_id - sqlite - query error: statement refused before sending - the library name is not a plain identifier"),
-            std::string::npos);
-  EXPECT_EQ(doc_ids(in + "../briks.txt").at("good.pdf"), 1000000);
-  r.write_to_db = 1;
-  run3(in, r, &log);
-  EXPECT_NE(log.find("update_library_inc_totals_sqlite - exec error: statement refused"), std::string::npos);
-  EXPECT_EQ(rows(r.db_uri, "SELECT unique_doc_id, documents FROM library"), std::vector<std::string>{"2|1"});
+// The bookkeeping calls: an update stores the start and empties end_time (MongoDB keeps it); an
+// unknown library gives a number below 1 and is not made. The SQL back ends refuse a quote and a
+// library name that is not a plain identifier, saying why; MongoDB stores values as they are.
+TEST_P(BatchBackend, BookkeepingCalls) {
+  DbPlace place(GetParam(), "");
+  if (!place.skip().empty()) GTEST_SKIP() << place.skip();
+  place.provision("bookkeeping", "lib");
+  place.use();
+  char* account = global_account_name = &place.account[0];
+  const bool pg = GetParam() == Backend::postgres, mongo = GetParam() == Backend::mongo;
+  LogCapture log(20);
+  register_status_update(text("job"), text("In Progress"), text("s1"), text("e1"), 30, 0);
+  register_status_update(text("job"), text("Completed"), text("s2"), text("e2"), 30, 30);
+  register_status_update(text("it's"), text("Completed"), text("s"), text("e"), 1, 1);
+  EXPECT_EQ(place.text("status", {"key", "summary", "start_time", "end_time", "total", "current"}, "key"),
+            mongo ? "it's|Completed|s|e|1|1\njob|Completed|s2|e2|30|30" : "job|Completed|s2||30|30");
+  EXPECT_EQ(field(place.rows("status", "key").back(), "total").kind, mongo ? DbValue::int64 : DbValue::integer);
+  EXPECT_LT(pull_new_doc_id(account, text("nolib")), 1);
+  EXPECT_LT(pull_new_doc_id(account, text("lib'--")), 1);
+  update_library_inc_totals(account, text("lib"), 1, 2, 3, 7, 5);  // pages 7, tables 5
+  update_library_inc_totals(account, text("lib' OR 1=1 --"), 1, 1, 1, 1, 1);
+  EXPECT_EQ(place.text("library", {"library_name", "unique_doc_id", "documents", "blocks", "images", "tables", "pages"}),
+            "lib|0|1|2|3|5|7");
+  register_parser_event(text("7"), text("lib"), account, text("/in/it's.pdf"), text("NO_CATALOG"), text("yes"),
+                        text("fail"), text("now"));
+  EXPECT_EQ(place.text("parser_events", {"job_id", "file_name"}), mongo ? "7|/in/it's.pdf" : "");
+  const std::string quote = "statement refused before sending - a single quote in ", sep = pg ? "_pg - " : "_sqlite - exec error: ",
+                    lib = "statement refused before sending - the library name is not a plain identifier";
+  std::vector<std::string> lines = {"register_status_update" + sep + quote + "key", "register_parser_event" + sep + quote + "file_name",
+                                    (pg ? "pull_new_doc_id_pg - " : "pull_new_doc_id - sqlite - query error: ") + lib,
+                                    "update_library_inc_totals" + sep + lib};
+  if (pg) lines.push_back("register_parser_event_pg - insert failed.\nWARNING: pdf_parser - register_parser_event_pg - " + quote);
+  if (mongo) lines.clear();
+  for (const std::string& line : lines) EXPECT_EQ(count_of(log.text(), "WARNING: pdf_parser - " + line), 1) << line;
+  if (pg) {
+    global_db_uri_string = text("host=127.0.0.1 port=1 connect_timeout=2");
+    EXPECT_LT(pull_new_doc_id(account, text("lib")), 1);
+    EXPECT_NE(log.text().find("WARNING: pdf_parser - pull_new_doc_id_pg - connection failed - "), std::string::npos);
+  }
 }
 
-// Level 1 and 2 write to standard output; at level 50 with the status flag, levels 2 and 3 still
-// write the closing summary and the line after it, and nothing else.
-TEST(BatchLevels, LinesThatDiffer) {
-  std::string in = make_input("levels", {{"nocat.pdf", kNoCatalog}});
-  std::string work = in + "../";
-  GLOBAL_LOGGER_LEVEL = 20;
-  testing::internal::CaptureStdout();
-  add_pdf_main_dorvane("acct", "lib", in.c_str(), "", work.c_str(), 0, -1, 0, "b.txt", 400, 1, "", "");
-  std::string one = testing::internal::GetCapturedStdout();
-  EXPECT_NE(one.find("INFO:  pdf_parser - processing file - 0 - nocat.pdf \n"), std::string::npos);
-  EXPECT_NE(one.find("WARNING: pdf_parser - no text found in parsing. \n"), std::string::npos);
-  testing::internal::CaptureStdout();
-  add_pdf_main_dorvane_config("acct", "lib", in.c_str(), "none", "", "acct", "", "", work.c_str(),
-                              0, -1, 0, "b.txt", 400, 1, 0, 10, "j");
-  std::string two = testing::internal::GetCapturedStdout();
-  EXPECT_NE(two.find("INFO: pdf_parser - processing file - 0 - nocat.pdf \n"), std::string::npos);
-  EXPECT_NE(two.find("WARNING: pdf_parser - no content captured - blocks_created = -1 \n"), std::string::npos);
-  EXPECT_EQ(two.find("no text found in parsing"), std::string::npos);
+INSTANTIATE_TEST_SUITE_P(Backends, BatchBackend, testing::ValuesIn(ALL_BACKENDS),
+                         [](const testing::TestParamInfo<Backend>& i) { return backend_name(i.param); });
 
+// Level 1 always writes to MongoDB, to standard output, and registers no events; level 2 takes the
+// kind, registers events and warns differently. At level 50 with the status flag, levels 2 and 3
+// still write the closing summary and the line after it, and nothing else.
+TEST(BatchLevels, TargetsAndLines) {
+  for (Backend backend : {Backend::mongo, Backend::sqlite}) {
+    DbPlace place(backend, "lib");
+    if (!place.skip().empty()) continue;
+    place.provision("bookkeeping", "lib");
+    std::string in = make_input("levels", {{"a.pdf", good_pdf("alpha")}, {"b.pdf", kNoCatalog}}), work = in + "../";
+    GLOBAL_LOGGER_LEVEL = 20;
+    testing::internal::CaptureStdout();
+    if (backend == Backend::mongo) {
+      add_pdf_main_dorvane(place.account.c_str(), "lib", in.c_str(), place.uri.c_str(), work.c_str(), 0, -1, 1, "b.txt",
+                           400, 5, "", "");
+    } else {
+      add_pdf_main_dorvane_config(place.account.c_str(), "lib", in.c_str(), "sqlite", place.uri.c_str(), "db", "", "",
+                                  work.c_str(), 0, -1, 1, "b.txt", 400, 5, 0, 10, "j2");
+    }
+    std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(count_of(out, backend == Backend::mongo ? "INFO:  pdf_parser - processing file - "
+                                                      : "INFO: pdf_parser - processing file - "), 2);
+    EXPECT_EQ(count_of(out, "WARNING: pdf_parser - no text found in parsing. \n"), backend == Backend::mongo);
+    EXPECT_EQ(count_of(out, "WARNING: pdf_parser - no content captured - blocks_created = -1 \n"), 1);
+    EXPECT_EQ(field(place.rows("library").at(0), "documents").number, 1);
+    EXPECT_EQ(field(place.rows("lib").at(0), "doc_ID").number, 5);
+    EXPECT_EQ(fields(place.rows("status").at(0), {"key"}), backend == Backend::mongo ? "lib_pdf_parser_0" : "lib_pdf_parser_j2");
+    EXPECT_EQ(place.rows("parser_events").size(), backend == Backend::mongo ? 0u : 1u);
+  }
+  std::string in = make_input("levels", {{"nocat.pdf", kNoCatalog}}), log;
   BatchRun r;
   r.level = 50;
   r.status_flag = 1;
-  std::string log;
   run3(in, r, &log);
   EXPECT_EQ(log.rfind("INFO: pdf_parser - total pdf files processed - 1 \n", 0), 0u);
   EXPECT_EQ(count_of(log, "\n"), 8);

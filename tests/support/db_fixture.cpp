@@ -23,20 +23,30 @@ const char* backend_name(Backend b) {
   return b == Backend::postgres ? "postgres" : b == Backend::sqlite ? "sqlite" : "mongo";
 }
 
-DbValue db_int(long long n) { DbValue v; v.kind = DbValue::integer; v.number = n; return v; }
-DbValue db_int64(long long n) { DbValue v; v.kind = DbValue::int64; v.number = n; return v; }
-DbValue db_text(const std::string& s) { DbValue v; v.kind = DbValue::text; v.str = s; return v; }
-
-std::string to_string(const DbValue& v) {
-  const char* kinds[] = {"NULL", "int ", "int64 ", "text ", "other "};
-  return kinds[v.kind] + (v.kind == DbValue::integer || v.kind == DbValue::int64 ? std::to_string(v.number) : v.str);
-}
+static DbValue db_int(long long n) { DbValue v; v.kind = DbValue::integer; v.number = n; return v; }
+static DbValue db_int64(long long n) { DbValue v; v.kind = DbValue::int64; v.number = n; return v; }
+static DbValue db_text(const std::string& s) { DbValue v; v.kind = DbValue::text; v.str = s; return v; }
 
 DbValue field(const DbRow& row, const std::string& name) {
   for (const auto& kv : row) {
     if (strcasecmp(kv.first.c_str(), name.c_str()) == 0) return kv.second;
   }
   return DbValue{};
+}
+
+std::string fields(const DbRow& row, std::initializer_list<const char*> names) {
+  std::vector<DbValue> values;
+  for (const auto& kv : row) {
+    if (names.size() == 0) values.push_back(kv.second);
+  }
+  for (const char* n : names) values.push_back(field(row, n));
+  std::string out;
+  for (size_t i = 0; i < values.size(); i++) {
+    const DbValue& v = values[i];
+    bool number = v.kind == DbValue::integer || v.kind == DbValue::int64;
+    out += (i ? "|" : "") + (v.kind == DbValue::null ? "NULL" : number ? std::to_string(v.number) : v.str);
+  }
+  return out;
 }
 
 static int place_counter = 0;
@@ -86,9 +96,7 @@ DbPlace::DbPlace(Backend b, const std::string& lib) : backend(b), library(lib) {
     if (uri.empty()) { skip_reason = "PDFBRIKS_MONGO_URI is not set (run under scripts/with_test_servers.sh)"; return; }
     if (!mongo_started) { mongoc_init(); mongo_started = true; }
   }
-  if (!library.empty() && backend != Backend::mongo) {
-    provision(backend == Backend::postgres ? "briks_postgres.sql" : "briks_sqlite.sql", library);
-  }
+  if (!library.empty()) provision("briks", library);
 }
 
 DbPlace::~DbPlace() {
@@ -111,14 +119,23 @@ void DbPlace::use() {
   global_db_uri_string = const_cast<char*>(uri.c_str());
 }
 
-void DbPlace::provision(const std::string& sql_file, const std::string& table) {
+void DbPlace::provision(const std::string& kind, const std::string& table) {
+  if (backend == Backend::mongo) {
+    if (kind == "briks") return;  // the first insert makes the collection
+    mongoc_client_t* client = mongoc_client_new(uri.c_str());
+    mongoc_collection_t* c = mongoc_client_get_collection(client, account.c_str(), "library");
+    bson_t* row = BCON_NEW("library_name", BCON_UTF8(table.c_str()), "unique_doc_id", BCON_INT64(0));
+    EXPECT_TRUE(mongoc_collection_insert_one(c, row, nullptr, nullptr, nullptr));
+    bson_destroy(row);
+    mongoc_collection_destroy(c);
+    mongoc_client_destroy(client);
+    return;
+  }
   // The repository's sql/ folder, found from this file's own path (tests/support/ beside it).
-  std::string here = __FILE__;
-  std::string root = here.substr(0, here.rfind("/tests/support/"));
-  std::string sql = read_file(root + "/sql/" + sql_file);
+  std::string here = __FILE__, file = kind + (backend == Backend::postgres ? "_postgres.sql" : "_sqlite.sql");
+  std::string sql = read_file(here.substr(0, here.rfind("/tests/support/")) + "/sql/" + file), error;
   for (size_t at; (at = sql.find("{library}")) != std::string::npos;) sql.replace(at, 9, table);
-  std::string error;
-  if (sql.empty() || !exec(sql, &error)) ADD_FAILURE() << "provisioning " << sql_file << ": " << error;
+  if (sql.empty() || !exec(sql, &error)) ADD_FAILURE() << "provisioning " << file << ": " << error;
 }
 
 bool DbPlace::exec(const std::string& sql, std::string* error) {
@@ -230,6 +247,11 @@ std::vector<DbRow> DbPlace::rows(const std::string& table, const std::string& or
   return rows;
 }
 
-bool DbPlace::has_table(const std::string& table) { return exec("SELECT 1 FROM " + table + " LIMIT 0"); }
+std::string DbPlace::text(const std::string& table, std::initializer_list<const char*> names,
+                          const std::string& order_by) {
+  std::string out;
+  for (const DbRow& row : rows(table, order_by)) out += (out.empty() ? "" : "\n") + fields(row, names);
+  return out;
+}
 
 }  // namespace pdftest

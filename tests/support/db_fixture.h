@@ -4,6 +4,7 @@
 // afterwards. The servers' addresses come from PDFBRIKS_PG_CONNINFO and PDFBRIKS_MONGO_URI.
 #pragma once
 
+#include <initializer_list>
 #include <string>
 #include <utility>
 #include <vector>
@@ -19,12 +20,7 @@ struct DbValue {
   enum Kind { null, integer, int64, text, other } kind = null;  // int64: a BSON int64 only
   long long number = 0;
   std::string str;
-  bool operator==(const DbValue& o) const { return kind == o.kind && number == o.number && str == o.str; }
 };
-DbValue db_int(long long n);      // integer (SQL)
-DbValue db_int64(long long n);    // BSON int64
-DbValue db_text(const std::string& s);
-std::string to_string(const DbValue& v);  // for failure messages
 
 using DbRow = std::vector<std::pair<std::string, DbValue>>;  // in column or field order, no _id
 
@@ -40,14 +36,16 @@ struct DbPlace {
   const std::string& skip() const { return skip_reason; }
   // Sets global_db and global_db_uri_string (borrowed from this place) for the sinks.
   void use();
-  // Runs a SQL file of sql/ with {library} replaced by `table` (PostgreSQL and SQLite).
-  void provision(const std::string& sql_file, const std::string& table);
+  // Runs sql/<kind>_postgres.sql or _sqlite.sql with {library} replaced by `table`; on MongoDB,
+  // "bookkeeping" makes the library document of `table` and "briks" nothing.
+  void provision(const std::string& kind, const std::string& table);
   // Runs SQL text as it is (PostgreSQL and SQLite); false, with the error in `error`, on failure.
   bool exec(const std::string& sql, std::string* error = nullptr);
   // Every row of `table`, sorted by the integer or text field `order_by` when it is not empty.
   std::vector<DbRow> rows(const std::string& table, const std::string& order_by = "");
-  // Whether the table exists (PostgreSQL and SQLite).
-  bool has_table(const std::string& table);
+  // The same rows as fields() texts, one a line.
+  std::string text(const std::string& table, std::initializer_list<const char*> names = {},
+                   const std::string& order_by = "");
 
   Backend backend;
   std::string uri;       // connection string, file path or MongoDB URI
@@ -60,5 +58,7 @@ struct DbPlace {
 
 // Value of `field` in `row` (case-insensitive name), or a null value.
 DbValue field(const DbRow& row, const std::string& name);
+// The named fields of `row`, or all of them, as "a|b|c"; a null value is "NULL".
+std::string fields(const DbRow& row, std::initializer_list<const char*> names = {});
 
 }  // namespace pdftest
