@@ -46,7 +46,7 @@ struct CmapIndex {
   int32_t set_codes[FONT_MAP_SIZE];   // codes whose first_pos is set, to clear them again
   int set_count = 0;
 };
-extern CmapIndex cmap_index_slots[CMAP_INDEX_SLOTS];  // cmap_get_char; forgotten by map writers and the font passes
+extern CmapIndex cmap_index_slots[CMAP_INDEX_SLOTS];  // cmap_get_char; forgotten by map writers, font pass, fonts_document_reset
 extern int cmap_index_next_victim;    // cmap_get_char; never reset: it picks a slot, not an answer
 
 // cmap_reader.cpp: the working storage of one ToUnicode reading; readings never nest.
@@ -76,6 +76,10 @@ extern int32_t fontfile_codes[SCAN_MAX_ENTRIES];     // fontfile_handler; zeroed
 extern char fontfile_names[SCAN_MAX_ENTRIES][SCAN_KEPT_NAME];  // fontfile_handler; read by nothing, never reset
 extern char hex_handler_result[HEX_RESULT_SIZE];     // hex_handler_new's result; emptied at each call
 extern int64_t hex_handler_groups[HEX_MAX_GROUPS][4];  // hex_handler_new; a group is written before it is read
+
+// The folder's resets at the start of a document (pdf_builder's set-up): every map index is
+// forgotten. Font_CMAP itself comes zero-filled from pdf_builder.
+void fonts_document_reset(void);
 
 // Standard width tables: 91 entries, codes 32 to 122.
 extern const int times_roman_widths[91];

@@ -19,6 +19,11 @@ constexpr int NEARBY_HEADER_SIZE = 10000;  // bytes of the header accumulator, t
 extern char nearby_text_acc[NEARBY_TEXT_SIZE];      // nearby_text.cpp, nearby_text; emptied at each call
 extern char nearby_header_acc[NEARBY_HEADER_SIZE];  // nearby_text.cpp, nearby_text; emptied at each call
 
+// The folder's resets at the start of a document (pdf_builder's set-up). The folder carries
+// nothing from one document to the next, so there is nothing to reset: the accumulators are
+// emptied at each call, and master_new_images_added is pdf_builder's own reset.
+void images_document_reset(void);
+
 // ---- nearby text ----
 // Fills text and header_text of Briks[self] from the briks start..stop (inclusive) of the page:
 // those in the image's column or row band or within the radius, then every header. Returns the

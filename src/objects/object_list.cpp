@@ -39,7 +39,9 @@ int obj_indexed_count = -1;
 ObjectRecord obj_indexed_first;
 ObjectRecord obj_indexed_last;
 
-static void index_forget(void) {
+// obj is handed out again at the same address for each document, so the index is forgotten
+// before the new list is built.
+void objects_document_reset(void) {
   obj_first_index_of.clear();
   obj_indexed_array = nullptr;
   obj_indexed_count = -1;
@@ -131,7 +133,6 @@ static void read_number_and_generation(int from, int body, int* number, int* gen
 // Walks buffer[0, file_length) for "obj", "<<", ">>" and "endobj" and appends one record per
 // object to obj in file order. Returns global_obj_counter. Logs once at the cap.
 int build_obj_master_list(int file_length) {
-  index_forget();
   if (file_length > buffer_capacity) file_length = buffer_capacity;
 
   // ---- 0. scanner state ----

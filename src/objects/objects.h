@@ -77,8 +77,8 @@ constexpr int FLATE_OUTPUT_SIZE = 15000000;   // bytes of one inflation result
 // ---- the folder's own state; each group is defined in the file it names ----
 // object_list.cpp: the index behind get_obj (with obj_first_index_of below, which maps each
 // number to its first index in obj); only the cost of a look-up depends on it.
-extern const ObjectRecord* obj_indexed_array;  // get_obj's rebuild: obj when indexed; null by build_obj_master_list
-extern int obj_indexed_count;          // get_obj's rebuild: the counter when indexed; -1 by build_obj_master_list
+extern const ObjectRecord* obj_indexed_array;  // get_obj's rebuild: obj when indexed; null by objects_document_reset
+extern int obj_indexed_count;          // get_obj's rebuild: the counter when indexed; -1 by objects_document_reset
 extern ObjectRecord obj_indexed_first; // get_obj's rebuild: obj[0] when indexed; read only while the index holds
 extern ObjectRecord obj_indexed_last;  // get_obj's rebuild: the last entry when indexed; the same
 // page_resources.cpp: the font look-up of page_resource_handler (with page_first_font_of below,
@@ -90,6 +90,11 @@ constexpr int STRING_FROM_ARRAY_MAX = 10000;    // characters of one array text;
 extern char string_from_buffer_text[STRING_FROM_BUFFER_MAX + 1];  // get_string_from_buffer; rewritten each call
 extern char string_from_array_text[STRING_FROM_ARRAY_MAX + 1];    // get_string_from_byte_array; rewritten each call
 extern KeyValueSpan dict_value_span;   // dict_find_key_value_buffer; set to none at each call
+
+// The folder's resets at the start of a document (pdf_builder's set-up): the get_obj index is
+// forgotten. The arrays come zero-filled from pdf_builder; global_tmp_obj, catalog and the
+// page-tree lists are carried and overwritten before they are read.
+void objects_document_reset(void);
 
 // ---- key sequences (one int per character; compared with the stated length) ----
 extern const int32_t form_seq[], encrypt_seq[], catalog_seq[], objstm_seq[], pages_seq[],
@@ -146,7 +151,7 @@ int repair_form_text(int p);                       // repair_forms.cpp: text of 
 }  // extern "C"
 
 // The two maps of the folder's state (C++ types, so outside the block above).
-extern std::unordered_map<int32_t, int32_t> obj_first_index_of;  // get_obj's rebuild; emptied by build_obj_master_list
+extern std::unordered_map<int32_t, int32_t> obj_first_index_of;  // get_obj's rebuild; emptied by objects_document_reset
 extern std::unordered_map<std::string, int> page_first_font_of;  // create_font; emptied as page_resource_handler starts, ends
 
 // Small byte tests shared by the scanners of every folder (one definition here).

@@ -7,7 +7,6 @@
 #include <string>
 #include <unordered_map>
 
-#include "fonts/font_internal.h"
 #include "fonts/fonts.h"
 #include "objects/objects.h"
 #include "run/run_state.h"
@@ -300,7 +299,6 @@ int is_new_font(char* name, int object_number) {
 // The whole pass over Pages[0, global_page_count); always 0.
 int page_resource_handler(int unused) {
   global_font_count = 0;
-  cmap_index_forget_all();
   page_first_font_of.clear();
   page_font_map_active = true;
   int pages = global_page_count < GLOBAL_MAX_PAGES ? global_page_count : GLOBAL_MAX_PAGES;

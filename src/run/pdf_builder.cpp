@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "fonts/fonts.h"
+#include "images/images.h"
 #include "objects/objects.h"
 #include "run/run_state.h"
 #include "text/text.h"
@@ -430,6 +431,11 @@ int pdf_builder(char* path, char* account, char* library, char* time_stamp) {
   global_text_found = 0;
   global_unhandled_img_counter = 0;
   global_brik_save_off = -1;
+  // the folders' own resets, always in this order
+  objects_document_reset();
+  fonts_document_reset();
+  text_document_reset();
+  images_document_reset();
   if (!document_arrays_begin()) return 0;
 
   int file_length = read_file_into_buffer(path);
