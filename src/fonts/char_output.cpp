@@ -1,14 +1,18 @@
 // fonts/char_output.cpp -- the last step of text decoding: one output code becomes the bytes
 // of one character (or none), for hex strings (char_special_handler) and literal strings
 // (char_special_handler_string); and the fold of some accented codes to ASCII.
-// Reads: GLOBAL_ENCODING. Writes: a scratch text per function, valid until its next call.
+// Reads: GLOBAL_ENCODING. Writes: char_hex_scratch or char_string_scratch, the result, valid
+// until that function's next call.
 // Limits: a result holds at most 4 bytes.
 #include "fonts/fonts.h"
 #include "run/run_state.h"
 
-namespace {
+extern "C" {
+char char_hex_scratch[CHAR_SCRATCH_SIZE];     // declared in fonts.h
+char char_string_scratch[CHAR_SCRATCH_SIZE];  // declared in fonts.h
+}  // extern "C"
 
-constexpr int CHAR_SCRATCH_SIZE = 8;  // 4 bytes of content at most, and the terminator
+namespace {
 
 // Appends bytes to a scratch text; the caller empties it first.
 struct CharText {
@@ -87,7 +91,7 @@ extern "C" {
 // Text of one code of a hex string. With escape_flag 1 only 9, 10 and 13 give a character
 // (tab, line feed, carriage return); every other code gives the empty text.
 char* char_special_handler(int code, int escape_flag) {
-  static char scratch[CHAR_SCRATCH_SIZE];
+  char* scratch = char_hex_scratch;
   scratch[0] = 0;
   CharText out{scratch};
   if (escape_flag == 1) {
@@ -120,7 +124,7 @@ char* char_special_handler(int code, int escape_flag) {
 
 // Text of one code of a literal string; the second argument has no effect.
 char* char_special_handler_string(int code, int unused) {
-  static char scratch[CHAR_SCRATCH_SIZE];
+  char* scratch = char_string_scratch;
   scratch[0] = 0;
   CharText out{scratch};
   if (code < 0) return scratch;

@@ -1,7 +1,8 @@
 // fonts/cmap_lookup.cpp -- cmap_get_char, the look-up of every decoder: the first pair of the
 // font's map whose input equals the code. Large maps get an index of first positions per
 // code, which gives the same answer as a front-to-back walk and is kept right as the map grows.
-// Reads: Font_CMAP. Writes: the index slots below. Limits: INDEX_SLOTS fonts indexed at once.
+// Reads: Font_CMAP. Writes: cmap_index_slots, cmap_index_next_victim (fonts.h).
+// Limits: CMAP_INDEX_SLOTS fonts indexed at once.
 #include <cstdint>
 #include <cstring>
 
@@ -9,27 +10,14 @@
 #include "fonts/fonts.h"
 #include "run/run_state.h"
 
+extern "C" {
+CmapIndex cmap_index_slots[CMAP_INDEX_SLOTS];  // declared in fonts.h
+int cmap_index_next_victim = 0;
+}  // extern "C"
+
 namespace {
 
 constexpr int INDEX_MIN_PAIRS = 48;       // smaller maps are walked; an index gains nothing there
-constexpr int INDEX_SLOTS = 32;           // fonts indexed at once; the oldest slot is reused next
-constexpr int INDEX_CODE_RANGE = 65536;   // codes 0..65535 are indexed; others are walked
-
-// One font's index: first_pos[code] is the position + 1 of the code's first pair, 0 if none.
-// It is trusted only while the record's first and last indexed pairs still read as they did,
-// and the count has not shrunk; every writer of the map in this folder also forgets it.
-struct CmapIndex {
-  const FontRecord* table = nullptr;  // Font_CMAP when built
-  int font_index = -1;                // -1: slot free
-  int count = 0;                      // pairs indexed, from the front
-  int64_t first_in = 0, first_out = 0, last_in = 0, last_out = 0;
-  uint16_t first_pos[INDEX_CODE_RANGE];
-  int32_t set_codes[FONT_MAP_SIZE];   // codes whose first_pos is set, to clear them again
-  int set_count = 0;
-};
-
-CmapIndex slots[INDEX_SLOTS];
-int next_victim = 0;
 
 void clear_slot(CmapIndex& slot) {
   for (int k = 0; k < slot.set_count; k++) slot.first_pos[slot.set_codes[k]] = 0;
@@ -55,7 +43,7 @@ bool ends_hold(const CmapIndex& slot, const FontRecord& font) {
 void extend_slot(CmapIndex& slot, const FontRecord& font, int count) {
   for (int i = slot.count; i < count; i++) {
     int64_t code = font.cmap_in[i];
-    if (code < 0 || code >= INDEX_CODE_RANGE || slot.first_pos[code] != 0) continue;
+    if (code < 0 || code >= CMAP_INDEX_CODE_RANGE || slot.first_pos[code] != 0) continue;
     slot.first_pos[code] = static_cast<uint16_t>(i + 1);
     slot.set_codes[slot.set_count++] = static_cast<int32_t>(code);
   }
@@ -65,7 +53,7 @@ void extend_slot(CmapIndex& slot, const FontRecord& font, int count) {
 
 // The slot for this font, built or brought up to `count` pairs.
 CmapIndex& slot_for(int font_index, const FontRecord& font, int count) {
-  for (CmapIndex& slot : slots) {
+  for (CmapIndex& slot : cmap_index_slots) {
     if (slot.font_index != font_index || slot.table != Font_CMAP) continue;
     if (slot.count > count || !ends_hold(slot, font)) {
       clear_slot(slot);
@@ -75,8 +63,8 @@ CmapIndex& slot_for(int font_index, const FontRecord& font, int count) {
     if (slot.count < count) extend_slot(slot, font, count);
     return slot;
   }
-  CmapIndex& slot = slots[next_victim];
-  next_victim = (next_victim + 1) % INDEX_SLOTS;
+  CmapIndex& slot = cmap_index_slots[cmap_index_next_victim];
+  cmap_index_next_victim = (cmap_index_next_victim + 1) % CMAP_INDEX_SLOTS;
   clear_slot(slot);
   slot.font_index = font_index;
   slot.table = Font_CMAP;
@@ -95,13 +83,13 @@ int walk(const FontRecord& font, int count, int code) {
 }  // namespace
 
 void cmap_index_forget(int font_index) {
-  for (CmapIndex& slot : slots) {
+  for (CmapIndex& slot : cmap_index_slots) {
     if (slot.font_index == font_index) clear_slot(slot);
   }
 }
 
 void cmap_index_forget_all() {
-  for (CmapIndex& slot : slots) {
+  for (CmapIndex& slot : cmap_index_slots) {
     if (slot.font_index != -1) clear_slot(slot);
   }
 }
@@ -115,7 +103,7 @@ int cmap_get_char(int code, int font_index) {
   const FontRecord& font = Font_CMAP[font_index];
   if (font.cmap_count < 0) return -1;
   const int count = font.cmap_count > FONT_MAP_SIZE ? FONT_MAP_SIZE : font.cmap_count;
-  if (count < INDEX_MIN_PAIRS || code < 0 || code >= INDEX_CODE_RANGE) return walk(font, count, code);
+  if (count < INDEX_MIN_PAIRS || code < 0 || code >= CMAP_INDEX_CODE_RANGE) return walk(font, count, code);
   const CmapIndex& slot = slot_for(font_index, font, count);
   const int pos = slot.first_pos[code];
   return pos == 0 ? -1 : static_cast<int32_t>(font.cmap_out[pos - 1]);

@@ -1,7 +1,8 @@
 // fonts/cmap_reader.cpp -- the ToUnicode readers (process_cmap from an inflated stream,
 // process_cmap_buffer_alt from buffer) and cmap_get_char, the look-up of every decoder.
 // Reads: flate_dst_tmp_buffer or buffer, Font_CMAP. Writes: cmap_in, cmap_out, cmap_count of
-// one font; frees flate_dst_tmp_buffer. Limits: the CMAP_* bounds below; what passes them drops.
+// one font, cmap_work; frees flate_dst_tmp_buffer. Limits: the CMAP_* bounds below and in
+// fonts.h; what passes them drops.
 #include <cstdlib>
 #include <cstring>
 
@@ -10,12 +11,13 @@
 #include "objects/objects.h"
 #include "run/run_state.h"
 
+extern "C" {
+CmapWork cmap_work;  // declared in fonts.h
+}  // extern "C"
+
 namespace {
 
-constexpr int CMAP_MAX_SECTIONS = 200;      // bfchar and bfrange sections each; later ones are not read
 constexpr int CMAP_SECTION_BYTES = 5000;    // bytes read of one section; the rest of it is not read
-constexpr int CMAP_MAX_VALUES = 5000;       // flat list of numbers; later numbers are dropped
-constexpr int CMAP_MAX_ARRAY = 826;         // outputs of one bracketed array; later ones are dropped
 constexpr int CMAP_FLATE_DIGITS = 100;      // digits of one token (inflated stream); more are dropped
 constexpr int CMAP_BUFFER_DIGITS = 10;      // digits of one token (stream in buffer); more are dropped
 constexpr int CMAP_FLATE_PAIR_CAP = 1890;   // pairs past this stop the expansion (inflated stream)
@@ -33,18 +35,8 @@ struct ReaderMode {
 constexpr ReaderMode FLATE_MODE{true, CMAP_FLATE_DIGITS, CMAP_FLATE_PAIR_CAP, -1};
 constexpr ReaderMode BUFFER_MODE{false, CMAP_BUFFER_DIGITS, CMAP_BUFFER_PAIR_CAP, -1001};
 
-// Working storage of one reading; static since a call is never nested in another.
-struct CmapWork {
-  int char_start[CMAP_MAX_SECTIONS], char_stop[CMAP_MAX_SECTIONS], char_count;
-  int range_start[CMAP_MAX_SECTIONS], range_stop[CMAP_MAX_SECTIONS], range_count;
-  int64_t values[CMAP_MAX_VALUES];
-  int value_count;
-  int64_t array_values[CMAP_MAX_ARRAY];
-};
-CmapWork work;
-
 void add_value(int64_t v) {
-  if (work.value_count < CMAP_MAX_VALUES) work.values[work.value_count++] = v;
+  if (cmap_work.value_count < CMAP_MAX_VALUES) cmap_work.values[cmap_work.value_count++] = v;
 }
 
 bool matches(const unsigned char* src, int pos, const char* word) {
@@ -61,8 +53,8 @@ void find_sections(const unsigned char* src, int len) {
   int consumed = 0;
   bool in_char = false, in_range = false;
   int pending_start = 0;
-  work.char_count = 0;
-  work.range_count = 0;
+  cmap_work.char_count = 0;
+  cmap_work.range_count = 0;
   for (int pos = 0; pos < len; pos++) {
     if (pos > consumed && !in_range && src[pos] == 'b' && len - pos > 11 &&
         matches(src, pos, "beginbfchar")) {
@@ -74,9 +66,9 @@ void find_sections(const unsigned char* src, int len) {
         matches(src, pos, "endbfchar")) {
       in_char = false;
       consumed = pos + 9;
-      if (work.char_count < CMAP_MAX_SECTIONS) {
-        work.char_start[work.char_count] = pending_start;
-        work.char_stop[work.char_count++] = pos - 1;
+      if (cmap_work.char_count < CMAP_MAX_SECTIONS) {
+        cmap_work.char_start[cmap_work.char_count] = pending_start;
+        cmap_work.char_stop[cmap_work.char_count++] = pos - 1;
       }
     }
     if (pos > consumed && !in_char && src[pos] == 'b' && len - pos > 12 &&
@@ -89,9 +81,9 @@ void find_sections(const unsigned char* src, int len) {
         matches(src, pos, "endbfrange")) {
       in_range = false;
       consumed = pos + 10;
-      if (work.range_count < CMAP_MAX_SECTIONS) {
-        work.range_start[work.range_count] = pending_start;
-        work.range_stop[work.range_count++] = pos - 1;
+      if (cmap_work.range_count < CMAP_MAX_SECTIONS) {
+        cmap_work.range_start[cmap_work.range_count] = pending_start;
+        cmap_work.range_stop[cmap_work.range_count++] = pos - 1;
       }
     }
   }
@@ -108,9 +100,9 @@ int section_length(int start, int stop) {
 void read_bfchar(const unsigned char* src, const ReaderMode& mode) {
   bool input_next = true;  // kept across sections
   int64_t token[CMAP_FLATE_DIGITS + 1];
-  for (int s = 0; s < work.char_count; s++) {
-    const unsigned char* sec = src + work.char_start[s];
-    const int n = section_length(work.char_start[s], work.char_stop[s]);
+  for (int s = 0; s < cmap_work.char_count; s++) {
+    const unsigned char* sec = src + cmap_work.char_start[s];
+    const int n = section_length(cmap_work.char_start[s], cmap_work.char_stop[s]);
     bool in_token = false;
     int tlen = 0;
     for (int k = 0; k < n; k++) {
@@ -135,9 +127,9 @@ void read_bfchar(const unsigned char* src, const ReaderMode& mode) {
 void read_bfrange(const unsigned char* src, const ReaderMode& mode) {
   int64_t token[CMAP_FLATE_DIGITS + 1];
   int64_t array_token[CMAP_FLATE_DIGITS + 1];
-  for (int s = 0; s < work.range_count; s++) {
-    const unsigned char* sec = src + work.range_start[s];
-    const int n = section_length(work.range_start[s], work.range_stop[s]);
+  for (int s = 0; s < cmap_work.range_count; s++) {
+    const unsigned char* sec = src + cmap_work.range_start[s];
+    const int n = section_length(cmap_work.range_start[s], cmap_work.range_stop[s]);
     // The array count belongs to the section, not to one array: a second array in the same
     // section goes on counting (and storing) behind the first, and closes and expands by that
     // count, so its codes take the first array's outputs.
@@ -159,7 +151,7 @@ void read_bfrange(const unsigned char* src, const ReaderMode& mode) {
           if (a == ']') {
             array_open = false;
             array_end = j;
-            if (work.value_count - array_count >= mode.array_slack) {
+            if (cmap_work.value_count - array_count >= mode.array_slack) {
               finished = true;
               break;
             }
@@ -170,18 +162,18 @@ void read_bfrange(const unsigned char* src, const ReaderMode& mode) {
           if (a == '<') in_array_token = true;
           if (a == '>') {
             in_array_token = false;
-            if (array_count < CMAP_MAX_ARRAY) work.array_values[array_count++] = get_hex(array_token, alen);
+            if (array_count < CMAP_MAX_ARRAY) cmap_work.array_values[array_count++] = get_hex(array_token, alen);
             alen = 0;
           }
         }
-        if (finished && work.value_count >= 2) {
-          const int64_t lo = work.values[work.value_count - 2];
-          work.values[work.value_count - 1] = lo;
-          add_value(work.array_values[0]);
+        if (finished && cmap_work.value_count >= 2) {
+          const int64_t lo = cmap_work.values[cmap_work.value_count - 2];
+          cmap_work.values[cmap_work.value_count - 1] = lo;
+          add_value(cmap_work.array_values[0]);
           for (int t = 1; t < array_count; t++) {
             add_value(lo + t);
             add_value(lo + t);
-            add_value(work.array_values[t]);
+            add_value(cmap_work.array_values[t]);
           }
         }
       }
@@ -214,7 +206,7 @@ int expand_pairs(int font_index, const ReaderMode& mode) {
     }
     return true;
   };
-  for (int v = 0; v < work.value_count; v++) {
+  for (int v = 0; v < cmap_work.value_count; v++) {
     if (pairs > mode.pair_cap) {
       if (mode.from_flate) {
         log_at(LOG_DEEP, "DEBUG: pdf_parser - exceed max encodings found > 1890 - unusual - may have encoding impact (none, small or large). \n");
@@ -224,7 +216,7 @@ int expand_pairs(int font_index, const ReaderMode& mode) {
       break;
     }
     if (v % 3 != 2) continue;
-    const int64_t lo = work.values[v - 2], hi = work.values[v - 1], out = work.values[v];
+    const int64_t lo = cmap_work.values[v - 2], hi = cmap_work.values[v - 1], out = cmap_work.values[v];
     if (lo == hi) {
       add_pair(lo, out);
     } else {
@@ -242,7 +234,7 @@ bool font_slot_ok(int font_index) {
 
 int read_cmap(const unsigned char* src, int len, int font_index, const ReaderMode& mode) {
   cmap_index_forget(font_index);
-  work.value_count = 0;
+  cmap_work.value_count = 0;
   find_sections(src, len);
   read_bfchar(src, mode);
   read_bfrange(src, mode);

@@ -169,6 +169,12 @@ extern "C" {
 
 FontRecord* Font_CMAP = nullptr;  // declared in fonts.h; pdf_builder allocates and frees it per document
 
+// Every map index belongs to the previous document's records: Font_CMAP is handed out again at
+// the same address, so an index could otherwise be taken for one of the new records.
+void fonts_document_reset(void) {
+  cmap_index_forget_all();
+}
+
 // Fills every font record created by page_resource_handler; always 0.
 int font_encoding_cmap_handler(int unused) {
   std::vector<char> work(WORK_AREA_SIZE);

@@ -1,7 +1,8 @@
 // fonts/fontfile_scan.cpp -- fontfile_handler: reads the "dup <code> /<name> put" lines behind
 // the word Encoding in the clear text of an embedded Type 1 program, and adds a pair to the
 // font's map for each glyph name the table knows. Reads: the text, Font_CMAP[font].cmap_count.
-// Writes: cmap_in / cmap_out from cmap_count on. Limits: the bounds below, past which input drops.
+// Writes: cmap_in / cmap_out from cmap_count on, fontfile_codes, fontfile_names. Limits: the
+// bounds below and SCAN_MAX_ENTRIES (fonts.h), past which input drops.
 #include <cstring>
 
 #include "fonts/font_internal.h"
@@ -11,14 +12,15 @@
 
 namespace {
 
-constexpr int SCAN_MAX_ENTRIES = 500;    // entries of one program; later entries add no pair
 constexpr int SCAN_MAX_DIGITS = 10;      // digits of one code; further digits are not kept
 constexpr int SCAN_MAX_NAME = 111;       // characters of one name; further ones are not kept
-constexpr int SCAN_KEPT_NAME = 50;       // bytes of a name kept per entry, terminator included
 
 }  // namespace
 
 extern "C" {
+
+int32_t fontfile_codes[SCAN_MAX_ENTRIES];               // declared in fonts.h
+char fontfile_names[SCAN_MAX_ENTRIES][SCAN_KEPT_NAME];  // declared in fonts.h
 
 // Returns the new pair total, or the font's cmap_count when the text holds no "Encoding".
 // An entry whose name came with no number of its own uses code 0.
@@ -39,9 +41,7 @@ int fontfile_handler(char* text, int font_index) {
   int digit_count = 0;
   char name[SCAN_MAX_NAME + 1] = {0};
   int name_length = 0;
-  static int32_t codes[SCAN_MAX_ENTRIES];
-  static char names[SCAN_MAX_ENTRIES][SCAN_KEPT_NAME];
-  memset(codes, 0, sizeof(codes));
+  memset(fontfile_codes, 0, sizeof(fontfile_codes));
   int entry = 0;
 
   // ---- 2. dup lines: a number, then a name; white space ends the entry ----
@@ -69,20 +69,20 @@ int fontfile_handler(char* text, int font_index) {
       digits[digit_count] = 0;
       int number = get_int_from_byte_array(digits);
       digit_count = 0;
-      if (entry < SCAN_MAX_ENTRIES) codes[entry] = number;
+      if (entry < SCAN_MAX_ENTRIES) fontfile_codes[entry] = number;
     }
     // h-i. the name closes the entry
     if (!in_name) continue;
     in_name = false;
     if (entry < SCAN_MAX_ENTRIES) {
       int kept = name_length < SCAN_KEPT_NAME - 1 ? name_length : SCAN_KEPT_NAME - 1;
-      memcpy(names[entry], name, kept);
-      names[entry][kept] = 0;
+      memcpy(fontfile_names[entry], name, kept);
+      fontfile_names[entry][kept] = 0;
       int k = glyph_index(name);
       if (k >= 0) {
         log_at(LOG_DEEP, "DEBUG:  pdf_parser - found Differences - Match Glyph-%s-%d-%d-%d-%d \n", name,
-               glyph_lookup[k], count, codes[entry], font_index);
-        count = append_font_pair(font_index, count, codes[entry], glyph_lookup[k]);
+               glyph_lookup[k], count, fontfile_codes[entry], font_index);
+        count = append_font_pair(font_index, count, fontfile_codes[entry], glyph_lookup[k]);
       }
     }
     name_length = 0;

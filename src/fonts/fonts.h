@@ -78,6 +78,57 @@ extern FontRecord* Font_CMAP;  // GLOBAL_MAX_FONT_ENCODINGS entries; per documen
 // previous document reads empty from here on, and pool memory past the first block is given back.
 void font_pool_reset(void);
 
+// ---- the folder's own state; each group is defined in the file it names ----
+// cmap_lookup.cpp: the index behind cmap_get_char; only the cost of a look-up depends on it.
+constexpr int CMAP_INDEX_SLOTS = 32;          // fonts indexed at once; the oldest slot is reused next
+constexpr int CMAP_INDEX_CODE_RANGE = 65536;  // codes 0..65535 are indexed; others are walked
+// One font's index: first_pos[code] is the position + 1 of the code's first pair, 0 if none.
+// It is trusted only while the record's first and last indexed pairs still read as they did,
+// and the count has not shrunk; every writer of the map in this folder also forgets it.
+struct CmapIndex {
+  const FontRecord* table = nullptr;  // Font_CMAP when built
+  int font_index = -1;                // -1: slot free
+  int count = 0;                      // pairs indexed, from the front
+  int64_t first_in = 0, first_out = 0, last_in = 0, last_out = 0;
+  uint16_t first_pos[CMAP_INDEX_CODE_RANGE];
+  int32_t set_codes[FONT_MAP_SIZE];   // codes whose first_pos is set, to clear them again
+  int set_count = 0;
+};
+extern CmapIndex cmap_index_slots[CMAP_INDEX_SLOTS];  // cmap_get_char; forgotten by map writers, font pass, fonts_document_reset
+extern int cmap_index_next_victim;    // cmap_get_char; never reset: it picks a slot, not an answer
+
+// cmap_reader.cpp: the working storage of one ToUnicode reading; readings never nest.
+constexpr int CMAP_MAX_SECTIONS = 200;  // bfchar and bfrange sections each; later ones are not read
+constexpr int CMAP_MAX_VALUES = 5000;   // flat list of numbers; later numbers are dropped
+constexpr int CMAP_MAX_ARRAY = 826;     // outputs of one bracketed array; later ones are dropped
+struct CmapWork {
+  int char_start[CMAP_MAX_SECTIONS], char_stop[CMAP_MAX_SECTIONS], char_count;
+  int range_start[CMAP_MAX_SECTIONS], range_stop[CMAP_MAX_SECTIONS], range_count;
+  int64_t values[CMAP_MAX_VALUES];
+  int value_count;
+  int64_t array_values[CMAP_MAX_ARRAY];
+};
+// Intended: array_values is never reset, so an empty bracketed array takes array_values[0] as
+// an earlier array left it, in this reading, an earlier one or an earlier document.
+extern CmapWork cmap_work;            // process_cmap, process_cmap_buffer_alt; counts 0 at each reading
+
+// char_output.cpp, fontfile_scan.cpp, hex_decoder.cpp: results and scratch of one call.
+constexpr int CHAR_SCRATCH_SIZE = 8;    // 4 bytes of content at most, and the terminator
+constexpr int SCAN_MAX_ENTRIES = 500;   // entries of one embedded program; later entries add no pair
+constexpr int SCAN_KEPT_NAME = 50;      // bytes of a name kept per entry, terminator included
+constexpr int HEX_RESULT_SIZE = 50000;  // bytes of a hex string's text, terminator included; later text drops
+constexpr int HEX_MAX_GROUPS = 10000;   // four-digit groups of one hex string; later groups drop
+extern char char_hex_scratch[CHAR_SCRATCH_SIZE];     // char_special_handler's result; emptied at each call
+extern char char_string_scratch[CHAR_SCRATCH_SIZE];  // char_special_handler_string's result; emptied at each call
+extern int32_t fontfile_codes[SCAN_MAX_ENTRIES];     // fontfile_handler; zeroed at each call
+extern char fontfile_names[SCAN_MAX_ENTRIES][SCAN_KEPT_NAME];  // fontfile_handler; read by nothing, never reset
+extern char hex_handler_result[HEX_RESULT_SIZE];     // hex_handler_new's result; emptied at each call
+extern int64_t hex_handler_groups[HEX_MAX_GROUPS][4];  // hex_handler_new; a group is written before it is read
+
+// The folder's resets at the start of a document (pdf_builder's set-up): every map index is
+// forgotten. Font_CMAP itself comes zero-filled from pdf_builder.
+void fonts_document_reset(void);
+
 // Standard width tables: 91 entries, codes 32 to 122.
 extern const int times_roman_widths[91];
 extern const int arial_mt_widths[91];

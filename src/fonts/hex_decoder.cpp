@@ -1,8 +1,8 @@
 // fonts/hex_decoder.cpp -- hex_handler_new: a <...> string of a content stream becomes text,
 // four digits at a time, through the font's map with a one-byte fallback; moves the pen.
-// Reads: Font_CMAP (map, widths, encoding_kind). Writes: tml_x, GLOBAL_ACTUAL_TEXT_FLAG, and a
-// scratch result. Limits: HEX_MAX_GROUPS groups and HEX_RESULT_SIZE bytes, past which the
-// rest of the string is dropped.
+// Reads: Font_CMAP (map, widths, encoding_kind). Writes: tml_x, GLOBAL_ACTUAL_TEXT_FLAG,
+// hex_handler_result and hex_handler_groups. Limits: HEX_MAX_GROUPS groups and HEX_RESULT_SIZE
+// bytes (fonts.h), past which the rest of the string is dropped.
 #include <cstring>
 
 #include "fonts/fonts.h"
@@ -11,8 +11,6 @@
 
 namespace {
 
-constexpr int HEX_RESULT_SIZE = 50000;  // result bytes, terminator included; later text is dropped
-constexpr int HEX_MAX_GROUPS = 10000;   // four-digit groups; later groups are dropped
 constexpr int WIDE_KIND_TYPE3 = -99;    // encoding_kind of a Type3 font: unmapped codes show nothing
 
 // One call's state: the result text and the font it decodes with.
@@ -147,12 +145,15 @@ bool starts_with(const char* text, int true_length, const char* prefix) {
 
 extern "C" {
 
+char hex_handler_result[HEX_RESULT_SIZE];         // declared in fonts.h
+int64_t hex_handler_groups[HEX_MAX_GROUPS][4];    // declared in fonts.h
+
 // Decodes the characters a content scan kept between < and > (length: the scanner's count).
 // Result: scratch text until the next call, never null. Moves tml_x by each character's width;
 // sets GLOBAL_ACTUAL_TEXT_FLAG to 0, or 1 when the string carries an ActualText payload.
 char* hex_handler_new(char* text, int length, int font_index, int font_size, float text_scale) {
-  static char result[HEX_RESULT_SIZE];
-  static int64_t groups[HEX_MAX_GROUPS][4];
+  char* result = hex_handler_result;
+  int64_t (*groups)[4] = hex_handler_groups;
 
   // ---- 1. start empty ----
   result[0] = 0;

@@ -33,6 +33,9 @@ static bool entry_exists(int image_index) { return image_index >= 0 && image_ind
 
 extern "C" {
 
+// Nothing of this folder lives from one document to the next (images.h).
+void images_document_reset(void) {}
+
 void image_time_text(char* text) {
   time_t now = time(nullptr);
   strftime(text, IMAGE_TIME_TEXT_SIZE, "%c", localtime(&now));

@@ -7,10 +7,22 @@
 //   master_new_images_added  raised by one for each image brik; Document
 //   global_brik_counter, master_brik_tracker, master_page_brik_start, master_page_brik_stop:
 //                            the flush at capacity inside each handler
-// The folder keeps no globals of its own; nothing lives from one call to the next.
+// The folder's own globals are the two accumulators of nearby_text below; nothing in them lives
+// from one call to the next.
 #pragma once
 
 extern "C" {
+
+// ---- the folder's own state ----
+constexpr int NEARBY_TEXT_SIZE = 50000;    // bytes of the text accumulator, terminator included
+constexpr int NEARBY_HEADER_SIZE = 10000;  // bytes of the header accumulator, terminator included
+extern char nearby_text_acc[NEARBY_TEXT_SIZE];      // nearby_text.cpp, nearby_text; emptied at each call
+extern char nearby_header_acc[NEARBY_HEADER_SIZE];  // nearby_text.cpp, nearby_text; emptied at each call
+
+// The folder's resets at the start of a document (pdf_builder's set-up). The folder carries
+// nothing from one document to the next, so there is nothing to reset: the accumulators are
+// emptied at each call, and master_new_images_added is pdf_builder's own reset.
+void images_document_reset(void);
 
 // ---- nearby text ----
 // Fills text and header_text of Briks[self] from the briks start..stop (inclusive) of the page:

@@ -1,7 +1,8 @@
 // images/nearby_text.cpp -- nearby_text: the text of an image brik, from the page's briks that lie
 // in the image's column or row band or within a radius of it, then every header of the page.
-// Reads: Briks, global_headlines, GLOBAL_GET_HEADER_TEXT. Writes: text and header_text of Briks[self].
-// Limits: the two accumulators below; a text that does not fit is passed over, not cut.
+// Reads: Briks, global_headlines, GLOBAL_GET_HEADER_TEXT. Writes: text and header_text of
+// Briks[self], nearby_text_acc, nearby_header_acc.
+// Limits: the two accumulators (images.h); a text that does not fit is passed over, not cut.
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -9,8 +10,6 @@
 #include "images/images.h"
 #include "run/run_state.h"
 
-constexpr int TEXT_ACCUMULATOR_SIZE = 50000;
-constexpr int HEADER_ACCUMULATOR_SIZE = 10000;
 constexpr int TEXT_FIT = 49998;          // accumulated length plus a brik's text, at most
 constexpr int TEXT_HEADER_FIT = 48999;   // ... plus a header, in the text accumulator
 constexpr int HEADER_FIT = 9899;         // ... plus a header, in the header accumulator
@@ -20,8 +19,10 @@ constexpr int HEADLINE_MAX = 999;        // a longer headline is never taken as 
 constexpr int BRIK_TEXT_SIZE = 50000;    // BrikRecord::text and header_text
 
 // The accumulators live for the whole run: one image at a time, emptied at each call.
-static char text_acc[TEXT_ACCUMULATOR_SIZE];
-static char header_acc[HEADER_ACCUMULATOR_SIZE];
+extern "C" {
+char nearby_text_acc[NEARBY_TEXT_SIZE];      // declared in images.h
+char nearby_header_acc[NEARBY_HEADER_SIZE];  // declared in images.h
+}  // extern "C"
 
 static int append_with_blank(char* acc, int len, const char* src, int src_len) {
   memcpy(acc + len, src, static_cast<size_t>(src_len));
@@ -59,8 +60,8 @@ int nearby_text(int start, int stop, int x, int y, int self) {
   // ---- 1. and 2. the range ----
   log_at(LOG_DEEP, "DEBUG: pdf_parser - deep debug - nearby_text processing - %d - %d - %d - %d - %d \n",
          start, stop, self, x, y);
-  text_acc[0] = 0;
-  header_acc[0] = 0;
+  nearby_text_acc[0] = 0;
+  nearby_header_acc[0] = 0;
   // A negative start is refused as well: there is no brik before the first.
   if (!(start < GLOBAL_MAX_BRIKS && stop < GLOBAL_MAX_BRIKS && start <= stop) || start < 0 ||
       Briks == nullptr) {
@@ -78,7 +79,7 @@ int nearby_text(int start, int stop, int x, int y, int self) {
     const BrikRecord& brik = Briks[i];
     if (!is_near(brik, x, y)) continue;
     int n = static_cast<int>(strnlen(brik.text, BRIK_TEXT_SIZE - 1));
-    if (text_len + n <= TEXT_FIT) text_len = append_with_blank(text_acc, text_len, brik.text, n);
+    if (text_len + n <= TEXT_FIT) text_len = append_with_blank(nearby_text_acc, text_len, brik.text, n);
   }
 
   // ---- 4. header pass: every header of the range, self included, at any distance ----
@@ -88,8 +89,8 @@ int nearby_text(int start, int stop, int x, int y, int self) {
       const BrikRecord& brik = Briks[i];
       if (brik.header_text[0] == 0) continue;
       int n = static_cast<int>(strnlen(brik.header_text, BRIK_TEXT_SIZE - 1));
-      if (text_len + n <= TEXT_HEADER_FIT) text_len = append_with_blank(text_acc, text_len, brik.header_text, n);
-      if (header_len + n <= HEADER_FIT) header_len = append_with_blank(header_acc, header_len, brik.header_text, n);
+      if (text_len + n <= TEXT_HEADER_FIT) text_len = append_with_blank(nearby_text_acc, text_len, brik.header_text, n);
+      if (header_len + n <= HEADER_FIT) header_len = append_with_blank(nearby_header_acc, header_len, brik.header_text, n);
     }
   }
 
@@ -98,14 +99,14 @@ int nearby_text(int start, int stop, int x, int y, int self) {
     BrikRecord& own = Briks[self];
     int headline = headline_length_if_usable();
     if (text_len > 0) {
-      memcpy(own.text, text_acc, static_cast<size_t>(text_len) + 1);
+      memcpy(own.text, nearby_text_acc, static_cast<size_t>(text_len) + 1);
     } else if (headline >= 0) {
       memcpy(own.text, global_headlines, static_cast<size_t>(headline) + 1);
     } else {
       own.text[0] = 0;
     }
     if (header_len > 0 && GLOBAL_GET_HEADER_TEXT == 1) {
-      memcpy(own.header_text, header_acc, static_cast<size_t>(header_len) + 1);
+      memcpy(own.header_text, nearby_header_acc, static_cast<size_t>(header_len) + 1);
     } else if (headline >= 0 && GLOBAL_GET_HEADER_TEXT == 1) {
       memcpy(own.header_text, global_headlines, static_cast<size_t>(headline) + 1);
     } else {

@@ -1,7 +1,8 @@
 // objects/byte_readers.cpp -- lifts a text or a number out of raw bytes: spans of buffer, or
 // byte arrays (one character per 64-bit element, ended by a 0 element or counted by a length).
-// Reads: buffer[0, buffer_capacity). Writes: the scratch texts of the two string readers only.
-// Limits: the constants below; what lies past them is not read.
+// Reads: buffer[0, buffer_capacity). Writes: the scratch texts of the two string
+// readers only (string_from_buffer_text, string_from_array_text).
+// Limits: the constants below and in objects.h; what lies past them is not read.
 #include <cstdlib>
 #include <cstring>
 
@@ -9,10 +10,11 @@
 
 extern "C" {
 
-constexpr int STRING_FROM_BUFFER_MAX = 250000;  // bytes of one buffer text; the rest is not read
-constexpr int STRING_FROM_ARRAY_MAX = 10000;    // characters of one array text; the rest is not read
 constexpr int INT_FROM_BUFFER_REACH = 50;       // positions past start read for a number (51 in all)
 constexpr int NUMBER_TEXT_MAX = 45;             // characters collected from a byte array number
+
+char string_from_buffer_text[STRING_FROM_BUFFER_MAX + 1];  // declared in objects.h
+char string_from_array_text[STRING_FROM_ARRAY_MAX + 1];    // declared in objects.h
 
 // The byte at `pos`, or 0 where pos lies outside buffer. A zero byte is what every reader here
 // passes over or stops at, so positions outside the buffer read as nothing.
@@ -25,7 +27,7 @@ static inline unsigned char byte_or_zero(int pos) {
 // the result without ending it. The text is built with a running length instead of an append by
 // search to its end, so the cost is linear; the bytes out are the same.
 char* get_string_from_buffer(int start, int stop) {
-  static char text[STRING_FROM_BUFFER_MAX + 1];
+  char* text = string_from_buffer_text;
   int end = (stop - start > STRING_FROM_BUFFER_MAX) ? start + STRING_FROM_BUFFER_MAX : stop;
   int length = 0;
   for (int i = start; i < end; i++) {
@@ -38,7 +40,7 @@ char* get_string_from_buffer(int start, int stop) {
 
 // Scratch text of elements [0, min(length, 10000)), each by its low byte; a 0 adds nothing.
 char* get_string_from_byte_array(int64_t* array, int length) {
-  static char text[STRING_FROM_ARRAY_MAX + 1];
+  char* text = string_from_array_text;
   int end = length < STRING_FROM_ARRAY_MAX ? length : STRING_FROM_ARRAY_MAX;
   int n = 0;
   for (int i = 0; i < end; i++) {

@@ -1,6 +1,7 @@
 // objects/dict_lookup.cpp -- key look-ups in dictionaries by byte search, and the extractors that
 // pick name and number pairs out of a value span. A key counts wherever its bytes stand.
-// Reads: buffer[0, buffer_capacity), never past it. Writes: nn_global_tmp, the scratch span.
+// Reads: buffer[0, buffer_capacity), never past it. Writes: nn_global_tmp, the scratch span
+// dict_value_span.
 // Limits: tokens of TOKEN_MAX characters, GLOBAL_NN_TMP_COUNT pairs; the rest is dropped.
 #include <cstring>
 
@@ -10,6 +11,8 @@
 extern "C" {
 
 constexpr int TOKEN_MAX = 500;  // characters of one name or number token; later ones are dropped
+
+KeyValueSpan dict_value_span;  // declared in objects.h
 
 // The last position of a span [start, stop] that lies inside buffer.
 static inline int clamp_to_buffer(int stop) {
@@ -42,7 +45,7 @@ int dict_search_buffer(int start, int stop, const int32_t* key, int key_length) 
 // The value span after the first hit of the key in [start, stop]: it ends at the next "/"
 // outside brackets, at the first ">>", or at stop. Scratch result, valid until the next call.
 KeyValueSpan* dict_find_key_value_buffer(int start, int stop, const int32_t* key, int key_length) {
-  static KeyValueSpan span;
+  KeyValueSpan& span = dict_value_span;
   span = KeyValueSpan{-1, -1, -1, -1, 0};
   if (key_length < 1) return &span;
   int from = start < 0 ? 0 : start;

@@ -118,11 +118,10 @@ static int object_source_start(int first, int offset, int length) {
   return at > length ? length : static_cast<int>(at);
 }
 
-// Unpacks the object stream of the object whose stream_start and stop are given. Each object is
-// copied to buffer at global_buffer_cursor and gets a hidden record in obj. Returns the records
-// added, or -1 when the stream could not be inflated. Frees flate_dst_tmp_buffer.
-int objstm_handler(int start, int stop) {
-  // ---- 1. inflate ----
+// ---- 1. inflate ----
+// The stream's inflated length in flate_dst_tmp_buffer; or -1 when there is nothing, the buffer
+// then freed.
+static int objstm_inflate(int start, int stop) {
   int length = flate_handler_buffer_v2(start, stop);
   if (length <= 0) {
     log_at(LOG_DEBUG,
@@ -135,17 +134,26 @@ int objstm_handler(int start, int stop) {
   if (length > OBJSTM_LARGE_STREAM) {
     log_at(LOG_DEEP, "DEBUG: pdf_parser - objstm_handler - large stream found - %d \n", length);
   }
-  const unsigned char* data = flate_dst_tmp_buffer;
+  return length;
+}
 
-  // ---- 2. the header: object numbers and offsets, up to the first "<" or "[" ----
-  // An offset that the header never gave is taken as the data's end: the object gets no bytes.
-  std::vector<int> numbers(OBJSTM_HEADER_MAX, 0);
-  std::vector<int> offsets(OBJSTM_HEADER_MAX, length);
+// ---- 2. the header: object numbers and offsets, up to the first "<" or "[" ----
+// An offset that the header never gave is taken as the data's end: the object gets no bytes.
+struct ObjstmHeader {
+  std::vector<int> numbers;  // OBJSTM_HEADER_MAX entries, the first `count` read
+  std::vector<int> offsets;  // OBJSTM_HEADER_MAX entries, the data's length where none was read
+  int count;                 // object numbers read
+  int first;                 // position of the first "<" or "["; 0 when there is none
+};
+
+static void objstm_read_header(const unsigned char* data, int length, ObjstmHeader* h) {
+  h->numbers.assign(OBJSTM_HEADER_MAX, 0);
+  h->offsets.assign(OBJSTM_HEADER_MAX, length);
+  h->count = 0;
+  h->first = 0;
   std::vector<int64_t> digits(OBJSTM_DIGITS_MAX + 1, 0);
-  int count = 0;
   int offset_count = 0;
   int digit_count = 0;
-  int first = 0;
   int in_number = 0;
   int expect_number = 1;
   bool header_full = false;
@@ -157,17 +165,17 @@ int objstm_handler(int start, int stop) {
       digit_count = 0;
       in_number = 0;
       if (expect_number == 1) {
-        if (count < OBJSTM_HEADER_MAX) numbers[count++] = value;
+        if (h->count < OBJSTM_HEADER_MAX) h->numbers[h->count++] = value;
         else header_full = true;
         expect_number = 0;
       } else {
-        if (offset_count < OBJSTM_HEADER_MAX) offsets[offset_count++] = value;
+        if (offset_count < OBJSTM_HEADER_MAX) h->offsets[offset_count++] = value;
         else header_full = true;
         expect_number = 1;
       }
     }
     if (c == '<' || c == '[') {
-      first = i;
+      h->first = i;
       break;
     }
     if (c >= '0' && c <= '9') {
@@ -179,69 +187,112 @@ int objstm_handler(int start, int stop) {
     log_at(LOG_WARN, "WARNING: pdf_parser - objstm_handler - more than %d objects in header - rest dropped \n",
            OBJSTM_HEADER_MAX);
   }
+}
+
+// ---- 3. copy each object behind the file and list it ----
+// Where the copy stands from one object of the stream to the next.
+// Intended: in_dict and depth run on across the objects of a stream, so a dictionary left open
+// in one object is still open in the next.
+struct ObjstmCopy {
+  int in_dict;
+  int depth;
+  bool bytes_dropped;             // a byte fell past the end of buffer
+  int added;                      // records counted
+  ObjectRecord overflow_record;   // takes the record when obj is already full
+};
+
+// 3.1 and 3.2: the source span of object k in the inflated data; the last object takes at most
+// OBJSTM_LAST_OBJECT_MAX bytes.
+static void objstm_source_span(const ObjstmHeader& h, int k, int length, int* src_start, int* src_stop) {
+  *src_start = object_source_start(h.first, h.offsets[k], length);
+  if (k + 1 < h.count) {
+    *src_stop = object_source_start(h.first, h.offsets[k + 1], length);
+  } else {
+    *src_stop = *src_start + OBJSTM_LAST_OBJECT_MAX < length ? *src_start + OBJSTM_LAST_OBJECT_MAX : length;
+  }
+}
+
+// 3.3 and 3.4: the record of the next hidden object, starting at the cursor; warned of past
+// OBJ_COUNTER_WARN.
+static ObjectRecord* objstm_open_record(int number, ObjstmCopy* copy) {
+  ObjectRecord* rec = global_obj_counter < GLOBAL_MAX_OBJ ? &obj[global_obj_counter] : &copy->overflow_record;
+  rec->number = number;
+  rec->generation = 0;
+  rec->hidden = 1;
+  rec->start = global_buffer_cursor;
+  rec->dict_start = global_buffer_cursor;
+  rec->dict_stop = -1;
+  if (global_obj_counter > OBJ_COUNTER_WARN) {
+    log_at(LOG_WARN,
+           "WARNING: pdf_parser - global obj counter exceeeded MAX - 200,000 objects- unusual "
+           "case - %d - %d \n",
+           global_obj_counter, global_buffer_cursor);
+  }
+  return rec;
+}
+
+// 3.5: copies data[src_start, src_stop) to buffer at the cursor, marking the dictionary's close;
+// bytes past the end of buffer are dropped, the cursor moves on regardless.
+static void objstm_copy_bytes(const unsigned char* data, int src_start, int src_stop, ObjectRecord* rec,
+                              ObjstmCopy* copy) {
+  int in_dict = copy->in_dict;
+  int depth = copy->depth;
+  for (int j = src_start; j < src_stop; j++) {
+    if (data[j] == '<' && j + 1 < src_stop && data[j + 1] == '<') {
+      in_dict = 1;
+      depth++;
+    }
+    if (data[j] == '>' && j + 1 < src_stop && data[j + 1] == '>' && in_dict == 1) {
+      depth--;
+      if (depth < 1) {
+        in_dict = 0;
+        rec->dict_stop = global_buffer_cursor + 1;
+        rec->stream_start = global_buffer_cursor + 2;
+      }
+    }
+    if (global_buffer_cursor < buffer_capacity) buffer[global_buffer_cursor] = data[j];
+    else copy->bytes_dropped = true;
+    global_buffer_cursor++;
+  }
+  copy->in_dict = in_dict;
+  copy->depth = depth;
+}
+
+// 3.6 and 3.7: the record's ends; it is counted while obj has room and the counter is below
+// OBJ_COUNTER_KEEP.
+static void objstm_close_record(ObjectRecord* rec, ObjstmCopy* copy) {
+  if (rec->dict_stop == -1) rec->dict_stop = global_buffer_cursor - 1;
+  rec->stop = global_buffer_cursor - 1;
+  if (global_obj_counter < OBJ_COUNTER_KEEP && rec != &copy->overflow_record) {
+    global_obj_counter++;
+    copy->added++;
+  }
+}
+
+// Unpacks the object stream of the object whose stream_start and stop are given. Each object is
+// copied to buffer at global_buffer_cursor and gets a hidden record in obj. Returns the records
+// added, or -1 when the stream could not be inflated. Frees flate_dst_tmp_buffer.
+int objstm_handler(int start, int stop) {
+  // ---- 1. inflate ----
+  int length = objstm_inflate(start, stop);
+  if (length < 0) return -1;
+  const unsigned char* data = flate_dst_tmp_buffer;
+
+  // ---- 2. the header ----
+  ObjstmHeader header;
+  objstm_read_header(data, length, &header);
 
   // ---- 3. copy each object behind the file and list it ----
-  ObjectRecord overflow_record = {};  // takes the record when obj is already full
-  int added = 0;
-  int in_dict = 0;
-  int depth = 0;
-  bool bytes_dropped = false;
-  for (int k = 0; k < count; k++) {
-    // 3.1 and 3.2: the source span
-    int src_start = object_source_start(first, offsets[k], length);
-    int src_stop;
-    if (k + 1 < count) {
-      src_stop = object_source_start(first, offsets[k + 1], length);
-    } else {
-      src_stop = src_start + OBJSTM_LAST_OBJECT_MAX < length ? src_start + OBJSTM_LAST_OBJECT_MAX
-                                                              : length;
-    }
-
-    // 3.3: the record
-    ObjectRecord* rec = global_obj_counter < GLOBAL_MAX_OBJ ? &obj[global_obj_counter] : &overflow_record;
-    rec->number = numbers[k];
-    rec->generation = 0;
-    rec->hidden = 1;
-    rec->start = global_buffer_cursor;
-    rec->dict_start = global_buffer_cursor;
-    rec->dict_stop = -1;
-
-    // 3.4
-    if (global_obj_counter > OBJ_COUNTER_WARN) {
-      log_at(LOG_WARN,
-             "WARNING: pdf_parser - global obj counter exceeeded MAX - 200,000 objects- unusual "
-             "case - %d - %d \n",
-             global_obj_counter, global_buffer_cursor);
-    }
-
-    // 3.5: copy, marking the dictionary's close; bytes past the end of buffer are dropped
-    for (int j = src_start; j < src_stop; j++) {
-      if (data[j] == '<' && j + 1 < src_stop && data[j + 1] == '<') {
-        in_dict = 1;
-        depth++;
-      }
-      if (data[j] == '>' && j + 1 < src_stop && data[j + 1] == '>' && in_dict == 1) {
-        depth--;
-        if (depth < 1) {
-          in_dict = 0;
-          rec->dict_stop = global_buffer_cursor + 1;
-          rec->stream_start = global_buffer_cursor + 2;
-        }
-      }
-      if (global_buffer_cursor < buffer_capacity) buffer[global_buffer_cursor] = data[j];
-      else bytes_dropped = true;
-      global_buffer_cursor++;
-    }
-
-    // 3.6 and 3.7
-    if (rec->dict_stop == -1) rec->dict_stop = global_buffer_cursor - 1;
-    rec->stop = global_buffer_cursor - 1;
-    if (global_obj_counter < OBJ_COUNTER_KEEP && rec != &overflow_record) {
-      global_obj_counter++;
-      added++;
-    }
+  ObjstmCopy copy = {};
+  for (int k = 0; k < header.count; k++) {
+    int src_start = 0;
+    int src_stop = 0;
+    objstm_source_span(header, k, length, &src_start, &src_stop);
+    ObjectRecord* rec = objstm_open_record(header.numbers[k], &copy);
+    objstm_copy_bytes(data, src_start, src_stop, rec, &copy);
+    objstm_close_record(rec, &copy);
   }
-  if (bytes_dropped) {
+  if (copy.bytes_dropped) {
     log_at(LOG_WARN,
            "WARNING: pdf_parser - objstm_handler - hidden objects reach past the end of buffer - "
            "bytes dropped - %d \n",
@@ -251,7 +302,7 @@ int objstm_handler(int start, int stop) {
   // ---- 4. done ----
   free(flate_dst_tmp_buffer);
   flate_dst_tmp_buffer = nullptr;
-  return added;
+  return copy.added;
 }
 
 }  // extern "C"

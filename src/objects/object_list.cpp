@@ -1,12 +1,15 @@
 // objects/object_list.cpp -- finds every "obj ... endobj" in buffer by scanning bytes, never the
 // cross-reference table, and looks objects up by number.
-// Reads: buffer[0, file_length). Writes: obj[], global_obj_counter, global_tmp_obj, catalog.
+// Reads: buffer[0, file_length). Writes: obj[], global_obj_counter, global_tmp_obj, catalog,
+// the get_obj index (obj_first_index_of, obj_indexed_*).
 // Limits: GLOBAL_MAX_OBJ records; objects past it do not exist for the document.
 #include <cstring>
 #include <unordered_map>
 
 #include "objects/objects.h"
 #include "run/run_state.h"
+
+std::unordered_map<int32_t, int32_t> obj_first_index_of;  // declared in objects.h; see get_obj below
 
 extern "C" {
 
@@ -26,21 +29,22 @@ constexpr int NUMBER_DIGITS_MAX = 9;    // digits kept of a number or generation
 
 // ---- the index behind get_obj ----
 // get_obj answers as a walk over obj[0, global_obj_counter) from index 0 would: the first entry
-// with the number wins. The index maps each number to that first index. It is built lazily, and
-// built again whenever obj is another array, global_obj_counter has changed since (object
-// streams append hidden objects; a caller may refill the list), the first or last entry is no
-// longer what was indexed, or a hit does not hold the number asked for. Only the cost of a
-// look-up changes, not its answer.
-static std::unordered_map<int32_t, int32_t> first_index_of;
-static const ObjectRecord* indexed_array = nullptr;
-static int indexed_count = -1;
-static ObjectRecord indexed_first;  // obj[0] and obj[count - 1] as they were when indexed
-static ObjectRecord indexed_last;
+// with the number wins. The index (obj_first_index_of and the obj_indexed_* records, objects.h)
+// maps each number to that first index. It is built lazily, and built again whenever obj is
+// another array, global_obj_counter has changed since (object streams append hidden objects; a
+// caller may refill the list), the first or last entry is no longer what was indexed, or a hit
+// does not hold the number asked for. Only the cost of a look-up changes, not its answer.
+const ObjectRecord* obj_indexed_array = nullptr;
+int obj_indexed_count = -1;
+ObjectRecord obj_indexed_first;
+ObjectRecord obj_indexed_last;
 
-static void index_forget(void) {
-  first_index_of.clear();
-  indexed_array = nullptr;
-  indexed_count = -1;
+// obj is handed out again at the same address for each document, so the index is forgotten
+// before the new list is built.
+void objects_document_reset(void) {
+  obj_first_index_of.clear();
+  obj_indexed_array = nullptr;
+  obj_indexed_count = -1;
 }
 
 static int indexed_entries(void) {
@@ -53,33 +57,33 @@ static bool same_record(const ObjectRecord& a, const ObjectRecord& b) {
 }
 
 static bool index_is_current(void) {
-  if (indexed_array != obj || indexed_count != global_obj_counter) return false;
+  if (obj_indexed_array != obj || obj_indexed_count != global_obj_counter) return false;
   int count = indexed_entries();
-  return count == 0 || (same_record(obj[0], indexed_first) && same_record(obj[count - 1], indexed_last));
+  return count == 0 || (same_record(obj[0], obj_indexed_first) && same_record(obj[count - 1], obj_indexed_last));
 }
 
 static void index_rebuild(void) {
-  first_index_of.clear();
+  obj_first_index_of.clear();
   int count = indexed_entries();
-  first_index_of.reserve(static_cast<size_t>(count) * 2);
-  for (int i = 0; i < count; i++) first_index_of.emplace(obj[i].number, i);
-  indexed_array = obj;
-  indexed_count = global_obj_counter;
+  obj_first_index_of.reserve(static_cast<size_t>(count) * 2);
+  for (int i = 0; i < count; i++) obj_first_index_of.emplace(obj[i].number, i);
+  obj_indexed_array = obj;
+  obj_indexed_count = global_obj_counter;
   if (count > 0) {
-    indexed_first = obj[0];
-    indexed_last = obj[count - 1];
+    obj_indexed_first = obj[0];
+    obj_indexed_last = obj[count - 1];
   }
 }
 
 // Index of the first entry with `number` in obj[0, global_obj_counter), or -1.
 static int find_first_index(int number) {
   if (!index_is_current()) index_rebuild();
-  auto hit = first_index_of.find(number);
-  if (hit == first_index_of.end()) return -1;
+  auto hit = obj_first_index_of.find(number);
+  if (hit == obj_first_index_of.end()) return -1;
   if (obj[hit->second].number == number) return hit->second;
   index_rebuild();  // the list was rewritten in place
-  hit = first_index_of.find(number);
-  return hit == first_index_of.end() ? -1 : hit->second;
+  hit = obj_first_index_of.find(number);
+  return hit == obj_first_index_of.end() ? -1 : hit->second;
 }
 
 // Copies the first entry with `number` (generation ignored) to global_tmp_obj and returns its
@@ -129,7 +133,6 @@ static void read_number_and_generation(int from, int body, int* number, int* gen
 // Walks buffer[0, file_length) for "obj", "<<", ">>" and "endobj" and appends one record per
 // object to obj in file order. Returns global_obj_counter. Logs once at the cap.
 int build_obj_master_list(int file_length) {
-  index_forget();
   if (file_length > buffer_capacity) file_length = buffer_capacity;
 
   // ---- 0. scanner state ----

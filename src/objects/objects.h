@@ -4,6 +4,8 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
+#include <unordered_map>
 
 extern "C" {
 
@@ -56,8 +58,8 @@ struct PageRecord {
 extern unsigned char* buffer;          // file bytes, then hidden objects; file length + 40000000
 extern int buffer_capacity;            // bytes allocated for buffer; no write or read goes past it
 extern ObjectRecord* obj;              // GLOBAL_MAX_OBJ entries
-extern ObjectRecord global_tmp_obj;    // last result of get_obj
-extern ObjectRecord catalog;           // copy of the catalog's record, hidden 0
+extern ObjectRecord global_tmp_obj;    // last result of get_obj; carried, each get_obj overwrites it
+extern ObjectRecord catalog;           // copy of the catalog's record, hidden 0 (pdf_builder); carried, read once found
 extern PageRecord* Pages;              // GLOBAL_MAX_PAGES entries plus one spare that reads as zero
 // The page-tree walk's lists (page_tree.cpp, which writes both as it goes down a level; not reset,
 // each level overwrites its own row before reading it).
@@ -72,6 +74,28 @@ extern int flate_count;                       // declared, never written or read
 
 constexpr int BUFFER_EXTRA_ROOM = 40000000;   // room behind the file for hidden objects
 constexpr int FLATE_OUTPUT_SIZE = 15000000;   // bytes of one inflation result
+
+// ---- the folder's own state; each group is defined in the file it names ----
+// object_list.cpp: the index behind get_obj (with obj_first_index_of below, which maps each
+// number to its first index in obj); only the cost of a look-up depends on it.
+extern const ObjectRecord* obj_indexed_array;  // get_obj's rebuild: obj when indexed; null by objects_document_reset
+extern int obj_indexed_count;          // get_obj's rebuild: the counter when indexed; -1 by objects_document_reset
+extern ObjectRecord obj_indexed_first; // get_obj's rebuild: obj[0] when indexed; read only while the index holds
+extern ObjectRecord obj_indexed_last;  // get_obj's rebuild: the last entry when indexed; the same
+// page_resources.cpp: the font look-up of page_resource_handler (with page_first_font_of below,
+// which maps object number and name to the first record holding them).
+extern bool page_font_map_active;      // page_resource_handler: true only while it runs
+// byte_readers.cpp, dict_lookup.cpp: results of one call, valid until the next.
+constexpr int STRING_FROM_BUFFER_MAX = 250000;  // bytes of one buffer text; the rest is not read
+constexpr int STRING_FROM_ARRAY_MAX = 10000;    // characters of one array text; the rest is not read
+extern char string_from_buffer_text[STRING_FROM_BUFFER_MAX + 1];  // get_string_from_buffer; rewritten each call
+extern char string_from_array_text[STRING_FROM_ARRAY_MAX + 1];    // get_string_from_byte_array; rewritten each call
+extern KeyValueSpan dict_value_span;   // dict_find_key_value_buffer; set to none at each call
+
+// The folder's resets at the start of a document (pdf_builder's set-up): the get_obj index is
+// forgotten. The arrays come zero-filled from pdf_builder; global_tmp_obj, catalog and the
+// page-tree lists are carried and overwritten before they are read.
+void objects_document_reset(void);
 
 // ---- key sequences (one int per character; compared with the stated length) ----
 extern const int32_t form_seq[], encrypt_seq[], catalog_seq[], objstm_seq[], pages_seq[],
@@ -126,6 +150,10 @@ void repair_form_fonts(int p);                     // repair_forms.cpp: fonts of
 int repair_form_text(int p);                       // repair_forms.cpp: text of the forms drawn; briks
 
 }  // extern "C"
+
+// The two maps of the folder's state (C++ types, so outside the block above).
+extern std::unordered_map<int32_t, int32_t> obj_first_index_of;  // get_obj's rebuild; emptied by objects_document_reset
+extern std::unordered_map<std::string, int> page_first_font_of;  // create_font; emptied as page_resource_handler starts, ends
 
 // Small byte tests shared by the scanners of every folder (one definition here).
 // The byte of buffer at `pos`, or -1 where pos lies outside it: -1 equals no key element and no

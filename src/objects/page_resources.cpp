@@ -1,15 +1,20 @@
 // objects/page_resources.cpp -- page_resource_handler: for each page, its content streams, the
 // images it may draw and the fonts it may use; fonts become records of Font_CMAP (is_new_font).
 // Reads: Pages[].page_obj, obj through get_obj, buffer. Writes: Pages[] content and image lists,
-// Font_CMAP names, objects and page lists, global_font_count. Limits: the constants below.
+// Font_CMAP names, objects and page lists, global_font_count, page_first_font_of,
+// page_font_map_active. Limits: the constants below.
 #include <cstring>
 #include <string>
 #include <unordered_map>
 
-#include "fonts/font_internal.h"
 #include "fonts/fonts.h"
 #include "objects/objects.h"
 #include "run/run_state.h"
+
+std::unordered_map<std::string, int> page_first_font_of;  // declared in objects.h
+extern "C" {
+bool page_font_map_active = false;  // declared in objects.h
+}  // extern "C"
 
 namespace {
 
@@ -72,9 +77,7 @@ void store_image(PageRecord& page, int s, const NameNumberPair& pair) {
 // (the records start empty with the pass), so the pass keeps a map from object and name to the
 // first record that holds them, filled as records are made. is_new_font answers from it instead
 // of walking every record, which made the pass cost fonts times pages; any call from outside the
-// pass gets the plain walk. The answers are the same.
-std::unordered_map<std::string, int> first_font_of;
-bool font_map_active = false;
+// pass gets the plain walk. The answers are the same. The map is page_first_font_of (objects.h).
 
 std::string font_key(int number, const char* name) {
   std::string key(reinterpret_cast<const char*>(&number), sizeof number);
@@ -94,7 +97,7 @@ void create_font(const char* name, int number, int page) {
   font.page_count = 1;
   font.page_list[0] = page;
   font.cmap_count = 0;
-  if (font_map_active) first_font_of.emplace(font_key(number, font.font_name), global_font_count);
+  if (page_font_map_active) page_first_font_of.emplace(font_key(number, font.font_name), global_font_count);
   global_font_count++;
 }
 
@@ -282,9 +285,9 @@ void repair_register_font(const char* name, int number, int page) {
 // Index of the first record with this name and object number, or 999 when there is none.
 int is_new_font(char* name, int object_number) {
   if (Font_CMAP == nullptr || name == nullptr) return FONT_NOT_FOUND;
-  if (font_map_active) {
-    auto hit = first_font_of.find(font_key(object_number, name));
-    return hit == first_font_of.end() ? FONT_NOT_FOUND : hit->second;
+  if (page_font_map_active) {
+    auto hit = page_first_font_of.find(font_key(object_number, name));
+    return hit == page_first_font_of.end() ? FONT_NOT_FOUND : hit->second;
   }
   int count = global_font_count < GLOBAL_MAX_FONT_ENCODINGS ? global_font_count : GLOBAL_MAX_FONT_ENCODINGS;
   for (int i = 0; i < count; i++) {
@@ -296,9 +299,8 @@ int is_new_font(char* name, int object_number) {
 // The whole pass over Pages[0, global_page_count); always 0.
 int page_resource_handler(int unused) {
   global_font_count = 0;
-  cmap_index_forget_all();
-  first_font_of.clear();
-  font_map_active = true;
+  page_first_font_of.clear();
+  page_font_map_active = true;
   int pages = global_page_count < GLOBAL_MAX_PAGES ? global_page_count : GLOBAL_MAX_PAGES;
   for (int p = 0; p < pages; p++) {
     PageRecord& page = Pages[p];
@@ -343,8 +345,8 @@ int page_resource_handler(int unused) {
     if (GLOBAL_REPAIR_MODE) repair_form_fonts(p);  // the fonts of the page's forms
   }
 
-  font_map_active = false;
-  first_font_of.clear();
+  page_font_map_active = false;
+  page_first_font_of.clear();
 
   log_at(LOG_DEBUG, "DEBUG: pdf_parser - global page count - %d \n", global_page_count);
   log_at(LOG_DEBUG, "DEBUG: pdf_parser - global font count- %d \n", global_font_count);

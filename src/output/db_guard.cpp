@@ -1,14 +1,16 @@
 // output/db_guard.cpp -- refusal of statements that would let a document's text or a table name
 // run SQL of its own, and one-statement execution for SQLite and PostgreSQL.
-// Reads: its arguments only. Writes: the scratch reason text. Limits: REASON_SIZE bytes of reason.
+// Reads: its arguments only. Writes: the scratch reason text db_refusal_text.
+// Limits: DB_REFUSAL_TEXT_SIZE bytes of reason (output.h).
 #include "output/db_guard.h"
+#include "output/output.h"
 
 #include <cstdio>
 #include <cstring>
 
-constexpr int REASON_SIZE = 300;  // a fixed sentence plus one field name; longer names are cut
-
-static char refusal_reason[REASON_SIZE];
+extern "C" {
+char db_refusal_text[DB_REFUSAL_TEXT_SIZE];  // declared in output.h
+}  // extern "C"
 
 static int is_ident_start(unsigned char c) {
   return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
@@ -31,16 +33,16 @@ int db_has_single_quote(const char* value) {
 
 const char* db_refusal_reason(const char* table_name, const DbRawValue* values, int count) {
   if (table_name != nullptr && !db_is_plain_identifier(table_name)) {
-    snprintf(refusal_reason, sizeof refusal_reason,
+    snprintf(db_refusal_text, sizeof db_refusal_text,
              "statement refused before sending - the table name is not a plain identifier");
-    return refusal_reason;
+    return db_refusal_text;
   }
   for (int k = 0; k < count; k++) {
     if (db_has_single_quote(values[k].value)) {
-      snprintf(refusal_reason, sizeof refusal_reason,
+      snprintf(db_refusal_text, sizeof db_refusal_text,
                "statement refused before sending - a single quote in %s, which is written unescaped",
                values[k].field != nullptr ? values[k].field : "a value");
-      return refusal_reason;
+      return db_refusal_text;
     }
   }
   return nullptr;

@@ -1,7 +1,8 @@
 // output/db_guard.h -- the checks every statement built as text passes before it reaches a
 // database: the table name must be a plain identifier, a value written between quotes without
 // escaping must hold no single quote, and a statement text runs as exactly one statement.
-// Shared by the brik sinks and the run's bookkeeping. No state; nothing here logs.
+// Shared by the brik sinks and the run's bookkeeping. Its only state is the reason text,
+// db_refusal_text (output.h); nothing here logs.
 #pragma once
 
 #include <libpq-fe.h>

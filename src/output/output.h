@@ -1,10 +1,15 @@
 // output/output.h -- the sinks that take briks away: the brik text file, the database
 // dispatcher and its three back ends. All take the same first seven arguments; every caller
 // ignores the result. None keeps state between calls; each database call opens and closes its
-// own connection.
+// own connection. The folder carries nothing from one document to the next, so it has no
+// document reset.
 #pragma once
 
 extern "C" {
+
+// ---- the folder's own state ----
+constexpr int DB_REFUSAL_TEXT_SIZE = 300;  // a fixed sentence plus one field name; longer names are cut
+extern char db_refusal_text[DB_REFUSAL_TEXT_SIZE];  // db_guard.cpp, db_refusal_reason's result; rewritten at each refusal
 
 int write_to_file(int start, int stop, char* account_name, char* library_name, int doc_id,
                   int brik_id, char* time_stamp, char* file_name);

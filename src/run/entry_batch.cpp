@@ -21,14 +21,14 @@ constexpr int LEVEL_1_INTERVAL = 10;  // level 1 reports its status every 10 fil
 
 char (*files)[FILES_PATH_SIZE] = nullptr;
 
-static char mongo_text[] = "mongo";
-static char empty_text[] = "";
-static char zero_text[] = "0";
+static const char mongo_text[] = "mongo";
+static const char empty_text[] = "";
+static const char zero_text[] = "0";
 
 // The driver's global cleanup can run only once per process, and no client may be used after
 // it; a host runs many batches in one process. So the cleanup a run asks for is done once, when
 // the library is unloaded.
-static int driver_cleanup_wanted = 0;
+int driver_cleanup_wanted = 0;  // declared in run_state.h
 
 __attribute__((destructor)) static void driver_cleanup_at_unload() {
   if (driver_cleanup_wanted) mongoc_cleanup();
@@ -118,7 +118,7 @@ static int run_batch(const BatchArgs& a) {
 
   // ---- 3. and 4. the run's configuration and trackers ----
   global_db_uri_string = text_arg(a.db_uri);
-  global_db = a.level == 1 ? mongo_text : text_arg(a.db_kind);
+  global_db = a.level == 1 ? text_arg(mongo_text) : text_arg(a.db_kind);
   global_db_name = a.level == 1 ? text_arg(a.account_name) : text_arg(a.db_name);
   global_image_fp = text_arg(a.image_folder);
   GLOBAL_BRIK_SIZE = a.brik_size;
@@ -150,7 +150,7 @@ static int run_batch(const BatchArgs& a) {
   global_account_name = text_arg(a.account_name);
   global_library_name = text_arg(a.library_name);
   global_time_stamp = time_stamp;
-  char* job_id = a.level == 1 ? zero_text : text_arg(a.job_id);
+  char* job_id = a.level == 1 ? text_arg(zero_text) : text_arg(a.job_id);
   char job_name[JOB_NAME_SIZE];
   snprintf(job_name, sizeof job_name, "%s_pdf_parser_%s", global_library_name, job_id);
   char status_text[] = "In Progress";
@@ -187,7 +187,8 @@ static int run_batch(const BatchArgs& a) {
 
     // ---- 3. status every status_interval files, in runs of more than 20 files ----
     if (status_due && status_interval > 0 && file_index % status_interval == 0) {
-      register_status_update(job_name, status_text, empty_text, empty_text, file_count, file_index);
+      register_status_update(job_name, status_text, text_arg(empty_text), text_arg(empty_text), file_count,
+                             file_index);
       log_at(LOG_WARN, "INFO: pdf_parser - registered status to database - %s - %s - %d - %d \n", job_name,
              status_text, file_index, file_count);
     }
@@ -271,7 +272,8 @@ static int run_batch(const BatchArgs& a) {
     update_library_inc_totals(my_doc.account_name, my_doc.library_name, docs_done, blocks_total,
                               images_total, global_total_pages_added, global_table_count);
     char completed[] = "Completed";
-    register_status_update(job_name, completed, empty_text, empty_text, pdf_count, pdf_count);
+    register_status_update(job_name, completed, text_arg(empty_text), text_arg(empty_text), pdf_count,
+                           pdf_count);
   }
 
   // ---- the closing summary, one flush at its end ----

@@ -1,6 +1,7 @@
 // run/entry_single.cpp -- add_one_pdf and add_one_pdf_opts: one named PDF into the brik file,
 // with no database and no image export; and the file-name helpers shared with the batch entries.
-// Writes: the run's configuration, trackers and text pointers, my_doc, log_stream.
+// Writes: the run's configuration, trackers and text pointers, my_doc, log_stream,
+// file_type_scratch.
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -14,9 +15,10 @@ constexpr int FOLDER_COPY_SIZE = 200;   // first copy of input_folder
 constexpr int FOLDER_PATH_SIZE = 300;   // second copy, the one the path is made from
 constexpr int PATH_SIZE = 1000;         // input_folder followed by file_name
 constexpr int TIME_STAMP_SIZE = 64;     // "%c" of the call's start
-constexpr int FILE_TYPE_SIZE = 500;     // scratch copy of a name split at "."
 
-static char mongo_text[] = "mongo";
+static const char mongo_text[] = "mongo";
+
+char file_type_scratch[FILE_TYPE_SIZE];  // declared in run_state.h
 
 char* get_file_name(char* path) {
   if (path == nullptr) return nullptr;
@@ -29,9 +31,9 @@ char* get_file_name(char* path) {
 }
 
 char* get_file_type(char* name) {
-  static char scratch[FILE_TYPE_SIZE];
+  char* scratch = file_type_scratch;
   if (name == nullptr) return nullptr;
-  snprintf(scratch, sizeof scratch, "%s", name);
+  snprintf(scratch, FILE_TYPE_SIZE, "%.*s", FILE_TYPE_SIZE - 1, name);  // a longer name is cut
   char* last = nullptr;
   char* save = nullptr;
   for (char* token = strtok_r(scratch, ".", &save); token != nullptr; token = strtok_r(nullptr, ".", &save)) {
@@ -71,7 +73,7 @@ static int run_single_file(const char* account_name, const char* library_name,
   IMG_MIN_WIDTH = 5;
   IMG_MIN_HxW = 250;
   GLOBAL_WRITE_TO_DB = 0;
-  global_db = mongo_text;
+  global_db = const_cast<char*>(mongo_text);
   global_db_name = const_cast<char*>(account_name);
   global_write_to_filename = const_cast<char*>(write_to_filename);
   debug_mode = 0;

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "fonts/fonts.h"
+#include "images/images.h"
 #include "objects/objects.h"
 #include "run/run_state.h"
 #include "text/text.h"
@@ -77,31 +78,33 @@ static size_t pairs_size() { return sizeof(NameNumberPair) * GLOBAL_NN_TMP_COUNT
 // The buffer is kept at the largest capacity asked for so far; a smaller one is its tail.
 constexpr size_t KEEP_RESIDENT_LIMIT = 24u << 20;
 
-struct KeptArray {
-  void* data;       // the kept array, all zeros (its end against the guard page); null if none
-  size_t size;      // its byte size
-  void* lent;       // the whole array while it is handed out
-  size_t lent_size;
-};
-static KeptArray kept_briks, kept_fonts, kept_pages, kept_objects, kept_pairs, kept_buffer;
-static int swap_checked = 0;
-static int has_swap = 0;
+// The kept arrays and the clearing's own state, declared in run_state.h.
+KeptArray kept_briks;
+KeptArray kept_fonts;
+KeptArray kept_pages;
+KeptArray kept_objects;
+KeptArray kept_pairs;
+KeptArray kept_buffer;
+int kept_swap_checked = 0;
+int kept_has_swap = 0;
+unsigned char* kept_resident = nullptr;
+size_t kept_resident_cap = 0;
 
 static int machine_has_swap(void) {
-  if (!swap_checked) {
-    swap_checked = 1;
+  if (!kept_swap_checked) {
+    kept_swap_checked = 1;
     FILE* f = fopen("/proc/swaps", "r");
     if (f == nullptr) {
-      has_swap = 1;  // unknown: take the safe road
+      kept_has_swap = 1;  // unknown: take the safe road
     } else {
       char line[256];
       int lines = 0;
       while (fgets(line, sizeof line, f) != nullptr) lines++;
       fclose(f);
-      has_swap = lines > 1;  // a heading line, then one line per swap area
+      kept_has_swap = lines > 1;  // a heading line, then one line per swap area
     }
   }
-  return has_swap;
+  return kept_has_swap;
 }
 
 // Makes the kept array all zeros again, either by clearing its resident pages or by handing its
@@ -125,14 +128,13 @@ static int clear_kept(const KeptArray& a, const char* array, size_t used) {
     if (hi < lo) hi = lo;
   }
   size_t pages = static_cast<size_t>(hi - lo) / page_size();
-  static unsigned char* resident = nullptr;
-  static size_t resident_cap = 0;
   if (!machine_has_swap()) {
-    if (pages > resident_cap) {
-      free(resident);
-      resident = static_cast<unsigned char*>(malloc(pages));
-      resident_cap = resident != nullptr ? pages : 0;
+    if (pages > kept_resident_cap) {
+      free(kept_resident);
+      kept_resident = static_cast<unsigned char*>(malloc(pages));
+      kept_resident_cap = kept_resident != nullptr ? pages : 0;
     }
+    unsigned char* resident = kept_resident;
     if (resident != nullptr && (pages == 0 || mincore(lo, hi - lo, resident) == 0)) {
       size_t count = 0;
       for (size_t i = 0; i < pages; i++) count += resident[i] & 1;
@@ -273,8 +275,8 @@ static int read_file_into_buffer(const char* path) {
 // ---- the /Encrypt search over the file's tail ----
 // The tail's bytes change only when a hidden object is appended right behind them (a match may
 // run a few bytes past the span's stop), so the result is kept until the cursor moves.
-static int encrypt_tail_result;
-static int encrypt_tail_cursor;
+int encrypt_tail_result = 0;  // declared in run_state.h
+int encrypt_tail_cursor = 0;  // declared in run_state.h
 
 static int search_encrypt_tail(int file_length) {
   if (file_length <= ENCRYPT_TAIL_END) return -1;
@@ -433,6 +435,11 @@ int pdf_builder(char* path, char* account, char* library, char* time_stamp) {
   global_text_found = 0;
   global_unhandled_img_counter = 0;
   global_brik_save_off = -1;
+  // the folders' own resets, always in this order
+  objects_document_reset();
+  fonts_document_reset();
+  text_document_reset();
+  images_document_reset();
   if (!document_arrays_begin()) return 0;
 
   int file_length = read_file_into_buffer(path);

@@ -3,6 +3,7 @@
 // Written by the entry points (run), by pdf_builder (document) and by the passes named below.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 
@@ -156,5 +157,32 @@ void document_buffer_end(void);    // frees buffer; safe to call twice
 void document_arrays_end(void);    // frees buffer and the arrays; safe to call twice
 char* get_file_name(char* path);   // last "/" component; splits `path` in place; null if none
 char* get_file_type(char* name);   // scratch text after the last "."; null if none
+
+// ---- the folder's own state; each group is defined in the file it names ----
+// pdf_builder.cpp: the per-document arrays stay mapped from one document to the next; each record
+// holds its array while no document has it. Run-wide on purpose: none of these is ever reset.
+struct KeptArray {
+  void* data;       // the kept array, all zeros (its end against the guard page); null if none
+  size_t size;      // its byte size
+  void* lent;       // the whole array while it is handed out
+  size_t lent_size;
+};
+extern KeptArray kept_briks;            // Briks between documents
+extern KeptArray kept_fonts;            // Font_CMAP between documents
+extern KeptArray kept_pages;            // Pages between documents
+extern KeptArray kept_objects;          // obj between documents
+extern KeptArray kept_pairs;            // nn_global_tmp between documents
+extern KeptArray kept_buffer;           // buffer between documents, at the largest capacity so far
+extern int kept_swap_checked;           // 1 once /proc/swaps was read
+extern int kept_has_swap;               // the machine has swap (or it could not be told)
+extern unsigned char* kept_resident;    // mincore's answer while an array is cleared; grown, never freed
+extern size_t kept_resident_cap;        // bytes of kept_resident
+// pdf_builder.cpp: the /Encrypt search over the file's tail, kept until the cursor moves.
+extern int encrypt_tail_result;         // the last search's result
+extern int encrypt_tail_cursor;         // global_buffer_cursor at that search; -1 at each object pass
+// entry_batch.cpp, entry_single.cpp.
+extern int driver_cleanup_wanted;       // 1 once a batch wrote to a database; read at unload, never reset
+constexpr int FILE_TYPE_SIZE = 500;     // scratch copy of a name split at "."
+extern char file_type_scratch[FILE_TYPE_SIZE];  // get_file_type's result; rewritten at each call
 
 }  // extern "C"

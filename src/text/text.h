@@ -37,4 +37,7 @@ int repair_font_past_list(const char* name);  // a font named so whose page list
 void text_font_lookup_begin(void);
 void text_font_lookup_end(void);
 
+// The folder's resets at the start of a document (pdf_builder's set-up, after the font folder's).
+void text_document_reset(void);
+
 }  // extern "C"

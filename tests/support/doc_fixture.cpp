@@ -4,9 +4,12 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "fonts/fonts.h"
+#include "images/images.h"
 #include "objects/objects.h"
 #include "pdf_writer.h"
 #include "run/run_state.h"
+#include "text/text.h"
 
 namespace pdftest {
 
@@ -16,6 +19,10 @@ LoadedDoc::LoadedDoc(const std::string& bytes, bool scan_objects) {
   global_font_count = 0;
   global_brik_counter = 0;
   global_brik_save_off = -1;
+  objects_document_reset();
+  fonts_document_reset();
+  text_document_reset();
+  images_document_reset();
   document_arrays_begin();
   file_length = static_cast<int>(bytes.size());
   document_buffer_begin(file_length + BUFFER_EXTRA_ROOM);

@@ -7,9 +7,10 @@
 
 namespace pdftest {
 
-// Resets the document counters, allocates the per-document arrays, copies `bytes` into a new
-// buffer with the usual room behind it and, unless told not to, runs build_obj_master_list.
-// The destructor frees everything, as the end of a document does.
+// Resets the document counters and runs the folders' document resets in pdf_builder's order,
+// allocates the per-document arrays, copies `bytes` into a new buffer with the usual room behind
+// it and, unless told not to, runs build_obj_master_list. The destructor frees everything, as
+// the end of a document does.
 struct LoadedDoc {
   explicit LoadedDoc(const std::string& bytes, bool scan_objects = true);
   ~LoadedDoc();
