@@ -123,6 +123,16 @@ extern char char_string_scratch[CHAR_SCRATCH_SIZE];  // char_special_handler_str
 extern int32_t fontfile_codes[SCAN_MAX_ENTRIES];     // fontfile_handler; zeroed at each call
 extern char fontfile_names[SCAN_MAX_ENTRIES][SCAN_KEPT_NAME];  // fontfile_handler; read by nothing, never reset
 extern char hex_handler_result[HEX_RESULT_SIZE];     // hex_handler_new's result; emptied at each call
+
+// font_pool.cpp: the storage of every font table (see FontTable). 8 MB a block holds the tables
+// of about 2,000 ordinary fonts; 1,024 blocks hold every table of the largest document the font
+// records allow (10,000 fonts with full tables, about 6.5 GB). A table that does not fit drops.
+constexpr size_t FONT_POOL_BLOCK_BYTES = size_t{8} << 20;
+constexpr int FONT_POOL_BLOCKS = 1024;
+extern char* font_pool_block[FONT_POOL_BLOCKS];  // font_pool_take maps each on first use; kept for the run
+extern int font_pool_current;      // font_pool_take: block of the cursor; 0 at font_pool_reset
+extern size_t font_pool_cursor;    // font_pool_take: bytes taken of that block; 0 at font_pool_reset
+extern int font_pool_full_logged;  // font_pool_take: the full pool was logged; 0 at font_pool_reset
 extern int64_t hex_handler_groups[HEX_MAX_GROUPS][4];  // hex_handler_new; a group is written before it is read
 
 // The folder's resets at the start of a document (pdf_builder's set-up): every map index is
