@@ -710,8 +710,149 @@ static void close_hex_at(int i) {
   if (op == 2) append_box(" ", 1);
 }
 
-// ---- 4. one text box: every byte of [box_start, box_stop) through the tests in their order ----
+// ---- the byte steps of a box, a to m (n to p are the closing steps above) ----
+// decode_box runs them in this order on every byte; each may act on a byte that the steps
+// before it have already acted on.
+
+// ---- a. escapes: on the backslash active; on the byte after it active and on_char ----
+static void track_escape(unsigned char c) {
+  if (escape_active) {
+    if (escape_on_char) {
+      escape_active = 0;
+      escape_on_char = 0;
+    } else {
+      escape_on_char = 1;
+    }
+  }
+  if (c == '\\' && !escape_active) {
+    escape_active = 1;
+    escape_on_char = 0;
+  }
+}
+
+// ---- b. "(" opens a string: word gap, kerning, cell closing ----
+static void open_string(void) {
+  in_string = 1;
+  int d = distance_now();
+  int gap = GLOBAL_REPAIR_MODE ? !in_array && repair_word_gap(tml_x - last_x, font_size, text_scale)
+                               : last_string_len < 5 && tml_x - last_x > 5;
+  if (d > 0 || gap) {
+    append_line(" ", 1);
+    head_space_if_sized();
+  }
+  apply_kerning(-155, 1);
+  float dy = std::fabs(tm_y - last_y);
+  if ((last_x + 10 < tml_x && dy <= 2) || dy > 2) close_pending_cell();
+}
+
+// ---- c. "<" opens a hex string (twice for "<<") ----
+// The factors 0.8, 1.5 and 0.5 here and at "[" are double constants, so those products are
+// compared in double precision, unlike the float sums they are compared with.
+static void open_hex(void) {
+  in_hex = 1;
+  int d = distance_now();
+  if (GLOBAL_REPAIR_MODE) {
+    hex_space_pending = d > 0 || (!in_array && repair_word_gap(tml_x - last_x, font_size, text_scale));
+  } else {
+    hex_space_pending = d > 0 || (last_hex_len < 3 && std::fabs(text_scale) * font_size * 0.8 < tm_x - last_x);
+  }
+  apply_kerning(-154, 0);
+  float dy = std::fabs(tm_y - last_y);
+  if ((last_x + 10 < tml_x && text_scale * font_size * 1.5 < tml_x - last_x && tm_y == last_y) || dy > 1) {
+    close_pending_cell();
+  }
+}
+
+// ---- d. "[" opens an array ----
+static void open_array(void) {
+  in_array = 1;
+  kern_len = 0;
+  kern_dot = 0;
+  kern_text[0] = 0;
+  int d = distance_now();
+  if (GLOBAL_REPAIR_MODE) {
+    if (d > 0 || repair_word_gap(tml_x - last_x, font_size, text_scale)) append_box(" ", 1);
+  } else if (d > 0 || (last_array_len < 5 && static_cast<int64_t>(font_size) * 5 * text_scale < tml_x - last_x)) {
+    append_box(" ", 1);
+  } else if (last_array_len < 5 && (font_size * 0.5 * text_scale * 500) / 1000 < tm_x - last_x) {
+    append_line(" ", 1);
+  }
+}
+
+// ---- e. array number: sign, up to nine characters, the fraction dropped ----
+static void gather_array_number(unsigned char c) {
+  if (c == '-' && kern_len == 0) {
+    kern_text[0] = '-';
+    kern_len = 1;
+  } else if (c >= '0' && c <= '9' && !kern_dot && kern_len < 9) {
+    kern_text[kern_len++] = static_cast<char>(c);
+  } else if (c == '.') {
+    kern_dot = 1;
+  }
+}
+
+// ---- f. BDC after a taken hex string turns dropping on; g. EMC turns it off ----
+static void marked_content_at(int i, unsigned char c) {
+  if (c == 'B' && i + 2 < text_stream_len && text_stream[i + 1] == 'D' && text_stream[i + 2] == 'C' &&
+      GLOBAL_ACTUAL_TEXT_FLAG == 2) {
+    actual_text_active = 1;
+    GLOBAL_ACTUAL_TEXT_FLAG = 0;
+  }
+  if (actual_text_active && c == 'E' && i + 2 < text_stream_bytes && text_stream[i + 1] == 'M' &&
+      text_stream[i + 2] == 'C') {
+    actual_text_active = 0;
+  }
+}
+
+// ---- h to k. the text operators at a "T" at i ----
+static void text_operator_at(int i) {
+  if (i + 1 >= text_stream_len) return;
+  unsigned char op = text_stream[i + 1];
+  unsigned char after = i + 2 < text_stream_len ? text_stream[i + 2] : 0;
+  // ---- h. T*: one line of the font's size down ----
+  if (op == '*' && (after == '\n' || after == ' ' || after == '\r') && i + 2 < text_stream_len) {
+    append_line(" ", 1);
+    tm_y = tm_y - font_size * text_scale;
+  }
+  // ---- i. Td and TD ----
+  if ((op == 'D' || op == 'd') && i + 2 < text_stream_len &&
+      (after == '\n' || after == ' ' || after == '\r' || after == '(' || after == '[')) {
+    text_move_at(i);
+  }
+  // ---- j. Tm ----
+  if (op == 'm') text_matrix_at(i);
+  // ---- k. Tf ----
+  if (op == 'f') read_font_operator(i, 1);
+}
+
+// ---- l. string character: a plain or escaped byte, or the first digit of an octal escape ----
+static void string_char_at(int i, unsigned char c) {
+  int code = c;
+  int escape_known = -1;
+  if (escape_active) code = escaped_code(c, &escape_known);
+  if (escape_active && c >= '0' && c <= '9') {
+    // Octal: exactly three bytes are taken, with no test that the last two are digits.
+    escape_known = 1;
+    skip_until = i + 3;
+    if (i + 2 < text_stream_len) {
+      code = (c - '0') * 64 + (text_stream[i + 1] - '0') * 8 + (text_stream[i + 2] - '0');
+      show_octal_char(code);
+    }
+  }
+  if (i >= skip_until) show_plain_char(code, escape_active && escape_known == -1);
+}
+
+// ---- m. hex byte: blanks and line ends drop out, "/" and letters stay ----
+static void hex_byte(unsigned char c) {
+  if (hex_len < TEXT_APPEND_LIMIT) {
+    hex_text[hex_len++] = static_cast<char>(c);
+    hex_text[hex_len] = 0;
+  }
+}
+
+// ---- 4. one text box: every byte of [box_start, box_stop) through the steps a to p ----
 static void decode_box(int box) {
+  // ---- 4.1 the box's state: strings, escapes and line emptied, the pen at 0, the box's cm ----
   log_at(LOG_DEEP, "DEBUG: pdf_parser - text_page_processor - text_box iter - %d.\n", box);
   in_string = in_hex = in_array = 0;
   escape_active = escape_on_char = 0;
@@ -724,137 +865,26 @@ static void decode_box(int box) {
   tm_y = 0;
   int stop = box_stop[box] < text_stream_len ? box_stop[box] : text_stream_len;
   log_at(LOG_DEEP, "DEBUG: pdf_parser - text_processor_page - inner-loop - %d \n", box);
+
+  // ---- 4.2 every byte through the steps, in their order ----
   for (int i = box_start[box]; i < stop; i++) {
     unsigned char c = text_stream[i];
-    // ---- a. escapes: on the backslash active; on the byte after it active and on_char ----
-    if (escape_active) {
-      if (escape_on_char) {
-        escape_active = 0;
-        escape_on_char = 0;
-      } else {
-        escape_on_char = 1;
-      }
-    }
-    if (c == '\\' && !escape_active) {
-      escape_active = 1;
-      escape_on_char = 0;
-    }
-    // ---- b. "(" opens a string: word gap, kerning, cell closing ----
-    if (c == '(' && !in_string && !in_hex) {
-      in_string = 1;
-      int d = distance_now();
-      int gap = GLOBAL_REPAIR_MODE ? !in_array && repair_word_gap(tml_x - last_x, font_size, text_scale)
-                                   : last_string_len < 5 && tml_x - last_x > 5;
-      if (d > 0 || gap) {
-        append_line(" ", 1);
-        head_space_if_sized();
-      }
-      apply_kerning(-155, 1);
-      float dy = std::fabs(tm_y - last_y);
-      if ((last_x + 10 < tml_x && dy <= 2) || dy > 2) close_pending_cell();
-    }
-    // ---- c. "<" opens a hex string (twice for "<<") ----
-    // The factors 0.8, 1.5 and 0.5 here and at "[" are double constants, so those products are
-    // compared in double precision, unlike the float sums they are compared with.
-    if (c == '<' && !in_string) {
-      in_hex = 1;
-      int d = distance_now();
-      if (GLOBAL_REPAIR_MODE) {
-        hex_space_pending = d > 0 || (!in_array && repair_word_gap(tml_x - last_x, font_size, text_scale));
-      } else {
-        hex_space_pending = d > 0 || (last_hex_len < 3 && std::fabs(text_scale) * font_size * 0.8 < tm_x - last_x);
-      }
-      apply_kerning(-154, 0);
-      float dy = std::fabs(tm_y - last_y);
-      if ((last_x + 10 < tml_x && text_scale * font_size * 1.5 < tml_x - last_x && tm_y == last_y) || dy > 1) {
-        close_pending_cell();
-      }
-    }
-    // ---- d. "[" opens an array ----
-    if (c == '[' && !in_string) {
-      in_array = 1;
-      kern_len = 0;
-      kern_dot = 0;
-      kern_text[0] = 0;
-      int d = distance_now();
-      if (GLOBAL_REPAIR_MODE) {
-        if (d > 0 || repair_word_gap(tml_x - last_x, font_size, text_scale)) append_box(" ", 1);
-      } else if (d > 0 || (last_array_len < 5 && static_cast<int64_t>(font_size) * 5 * text_scale < tml_x - last_x)) {
-        append_box(" ", 1);
-      } else if (last_array_len < 5 && (font_size * 0.5 * text_scale * 500) / 1000 < tm_x - last_x) {
-        append_line(" ", 1);
-      }
-    }
-    // ---- e. array number: sign, up to nine characters, the fraction dropped ----
-    if (in_array && !in_string && !in_hex) {
-      if (c == '-' && kern_len == 0) {
-        kern_text[0] = '-';
-        kern_len = 1;
-      } else if (c >= '0' && c <= '9' && !kern_dot && kern_len < 9) {
-        kern_text[kern_len++] = static_cast<char>(c);
-      } else if (c == '.') {
-        kern_dot = 1;
-      }
-    }
+    track_escape(c);                                             // a
+    if (c == '(' && !in_string && !in_hex) open_string();        // b
+    if (c == '<' && !in_string) open_hex();                      // c
+    if (c == '[' && !in_string) open_array();                    // d
+    if (in_array && !in_string && !in_hex) gather_array_number(c);  // e
     if (!in_string && !in_hex) {
-      // ---- f. BDC after a taken hex string turns dropping on; g. EMC turns it off ----
-      if (!in_array && c == 'B' && i + 2 < text_stream_len && text_stream[i + 1] == 'D' && text_stream[i + 2] == 'C' &&
-          GLOBAL_ACTUAL_TEXT_FLAG == 2) {
-        actual_text_active = 1;
-        GLOBAL_ACTUAL_TEXT_FLAG = 0;
-      }
-      if (!in_array && actual_text_active && c == 'E' && i + 2 < text_stream_bytes && text_stream[i + 1] == 'M' &&
-          text_stream[i + 2] == 'C') {
-        actual_text_active = 0;
-      }
-      if (c == 'T' && i + 1 < text_stream_len) {
-        unsigned char op = text_stream[i + 1];
-        unsigned char after = i + 2 < text_stream_len ? text_stream[i + 2] : 0;
-        // ---- h. T*: one line of the font's size down ----
-        if (op == '*' && (after == '\n' || after == ' ' || after == '\r') && i + 2 < text_stream_len) {
-          append_line(" ", 1);
-          tm_y = tm_y - font_size * text_scale;
-        }
-        // ---- i. Td and TD ----
-        if ((op == 'D' || op == 'd') && i + 2 < text_stream_len &&
-            (after == '\n' || after == ' ' || after == '\r' || after == '(' || after == '[')) {
-          text_move_at(i);
-        }
-        // ---- j. Tm ----
-        if (op == 'm') text_matrix_at(i);
-        // ---- k. Tf ----
-        if (op == 'f') read_font_operator(i, 1);
-      }
+      if (!in_array) marked_content_at(i, c);                    // f, g
+      if (c == 'T') text_operator_at(i);                         // h to k
     }
-    // ---- l. string character ----
     if (in_string && ((c != '(' && c != ')' && c != '\\') || (escape_active && escape_on_char))) {
-      int code = c;
-      int escape_known = -1;
-      if (escape_active) code = escaped_code(c, &escape_known);
-      if (escape_active && c >= '0' && c <= '9') {
-        // Octal: exactly three bytes are taken, with no test that the last two are digits.
-        escape_known = 1;
-        skip_until = i + 3;
-        if (i + 2 < text_stream_len) {
-          code = (c - '0') * 64 + (text_stream[i + 1] - '0') * 8 + (text_stream[i + 2] - '0');
-          show_octal_char(code);
-        }
-      }
-      if (i >= skip_until) show_plain_char(code, escape_active && escape_known == -1);
+      string_char_at(i, c);                                      // l
     }
-    // ---- m. hex byte: blanks and line ends drop out, "/" and letters stay ----
-    if (in_hex && c != '<' && c != '>' && c > 46 && c < 123 && !escape_active) {
-      if (hex_len < TEXT_APPEND_LIMIT) {
-        hex_text[hex_len++] = static_cast<char>(c);
-        hex_text[hex_len] = 0;
-      }
-    }
-    // ---- n. ")" ----
-    if (in_string && c == ')' && !escape_active) close_string_at(i);
-    // ---- o. "]" ----
-    if (!in_string && in_array && c == ']') close_array_at(i);
-    // ---- p. ">" ----
-    if (in_hex && c == '>') close_hex_at(i);
+    if (in_hex && c != '<' && c != '>' && c > 46 && c < 123 && !escape_active) hex_byte(c);  // m
+    if (in_string && c == ')' && !escape_active) close_string_at(i);  // n
+    if (!in_string && in_array && c == ']') close_array_at(i);        // o
+    if (in_hex && c == '>') close_hex_at(i);                          // p
   }
   log_at(LOG_DEEP, "DEBUG: pdf_parser - text_processor_page - reached end of BT processing.\n");
 }
