@@ -497,21 +497,23 @@ static int operator_after(int i) {
 }
 
 static int char_width(int code) {
-  if (!font_is_known(font_index)) return 500;
+  const int f = font_index;
+  if (!font_is_known(f)) return 500;
   if (code < 0 || code >= FONT_WIDTHS_SIZE) return 0;
-  return static_cast<int32_t>(Font_CMAP[font_index].widths[code]);
+  return static_cast<int32_t>(Font_CMAP[f].widths[code]);
 }
 
 // Mapped code of one literal string character: the font's map, else the code as it stands
 // (no-break space as a blank, the ligature slots of kinds 1, 2, 3), then the accent folds.
 static int map_literal_code(int code, int unknown_escape) {
-  int mapped = unknown_escape ? -2 : cmap_get_char(code, font_index);
-  int known = font_is_known(font_index);
+  const int f = font_index;
+  int mapped = unknown_escape ? -2 : cmap_get_char(code, f);
+  int known = font_is_known(f);
   if (mapped == -1) {
     if (!known) {
       mapped = code == 160 ? 32 : code;
     } else {
-      int kind = Font_CMAP[font_index].encoding_kind;
+      int kind = Font_CMAP[f].encoding_kind;
       if (kind != -99) mapped = code;
       if (code == 160) mapped = 32;
       if (kind == 1 && mapped == 222) mapped = 64257;
@@ -523,7 +525,7 @@ static int map_literal_code(int code, int unknown_escape) {
     }
   }
   if (known && mapped > 127) {
-    int kind = Font_CMAP[font_index].encoding_kind;
+    int kind = Font_CMAP[f].encoding_kind;
     if (kind == 1 || kind == 9) mapped = standard_encoding_variances_handler(mapped, kind);
   }
   return mapped;
@@ -544,10 +546,11 @@ static void move_pen_after(int code) {
 }
 
 // Plain branch: one character of a literal string, or an unknown escape that shows nothing.
-static void show_plain_char(int code, int unknown_escape) {
+// `escape` is escape_active.
+static void show_plain_char(int code, int unknown_escape, int escape) {
   int mapped = map_literal_code(code, unknown_escape);
   if (mapped == -1 && font_is_known(font_index)) return;
-  const char* out = char_special_handler_string(mapped, escape_active);
+  const char* out = char_special_handler_string(mapped, escape);
   int n = short_text_length(out);
   append_line(out, n);
   append_cell(out, n);
@@ -714,6 +717,18 @@ static void close_hex_at(int i) {
 // decode_box runs them in this order on every byte; each may act on a byte that the steps
 // before it have already acted on.
 
+// The modes of the byte loop, copied from in_string, in_hex, in_array and escape_active.
+struct ByteModes {
+  int string, hex, array, escape;
+};
+
+static inline void load_modes(ByteModes* m) {
+  m->string = in_string;
+  m->hex = in_hex;
+  m->array = in_array;
+  m->escape = escape_active;
+}
+
 // ---- a. escapes: on the backslash active; on the byte after it active and on_char ----
 static void track_escape(unsigned char c) {
   if (escape_active) {
@@ -798,7 +813,7 @@ static void marked_content_at(int i, unsigned char c) {
     actual_text_active = 1;
     GLOBAL_ACTUAL_TEXT_FLAG = 0;
   }
-  if (actual_text_active && c == 'E' && i + 2 < text_stream_bytes && text_stream[i + 1] == 'M' &&
+  if (c == 'E' && actual_text_active && i + 2 < text_stream_bytes && text_stream[i + 1] == 'M' &&
       text_stream[i + 2] == 'C') {
     actual_text_active = 0;
   }
@@ -826,11 +841,12 @@ static void text_operator_at(int i) {
 }
 
 // ---- l. string character: a plain or escaped byte, or the first digit of an octal escape ----
-static void string_char_at(int i, unsigned char c) {
+// `escape` is escape_active.
+static void string_char_at(int i, unsigned char c, int escape) {
   int code = c;
   int escape_known = -1;
-  if (escape_active) code = escaped_code(c, &escape_known);
-  if (escape_active && c >= '0' && c <= '9') {
+  if (escape) code = escaped_code(c, &escape_known);
+  if (escape && c >= '0' && c <= '9') {
     // Octal: exactly three bytes are taken, with no test that the last two are digits.
     escape_known = 1;
     skip_until = i + 3;
@@ -839,7 +855,7 @@ static void string_char_at(int i, unsigned char c) {
       show_octal_char(code);
     }
   }
-  if (i >= skip_until) show_plain_char(code, escape_active && escape_known == -1);
+  if (i >= skip_until) show_plain_char(code, escape && escape_known == -1, escape);
 }
 
 // ---- m. hex byte: blanks and line ends drop out, "/" and letters stay ----
@@ -867,24 +883,50 @@ static void decode_box(int box) {
   log_at(LOG_DEEP, "DEBUG: pdf_parser - text_processor_page - inner-loop - %d \n", box);
 
   // ---- 4.2 every byte through the steps, in their order ----
+  // The loop tests the modes on local copies of the globals, which the steps keep. Only the
+  // steps a, b, c, d, n, o and p change a mode, so the copies are loaded again after each of those.
+  const unsigned char* const bytes = text_stream;
+  ByteModes m;
+  load_modes(&m);
   for (int i = box_start[box]; i < stop; i++) {
-    unsigned char c = text_stream[i];
-    track_escape(c);                                             // a
-    if (c == '(' && !in_string && !in_hex) open_string();        // b
-    if (c == '<' && !in_string) open_hex();                      // c
-    if (c == '[' && !in_string) open_array();                    // d
-    if (in_array && !in_string && !in_hex) gather_array_number(c);  // e
-    if (!in_string && !in_hex) {
-      if (!in_array) marked_content_at(i, c);                    // f, g
-      if (c == 'T') text_operator_at(i);                         // h to k
+    unsigned char c = bytes[i];
+    if (m.escape || c == '\\') {                                  // a
+      track_escape(c);
+      load_modes(&m);
     }
-    if (in_string && ((c != '(' && c != ')' && c != '\\') || (escape_active && escape_on_char))) {
-      string_char_at(i, c);                                      // l
+    if (c == '(' && !m.string && !m.hex) {                      // b
+      open_string();
+      load_modes(&m);
     }
-    if (in_hex && c != '<' && c != '>' && c > 46 && c < 123 && !escape_active) hex_byte(c);  // m
-    if (in_string && c == ')' && !escape_active) close_string_at(i);  // n
-    if (!in_string && in_array && c == ']') close_array_at(i);        // o
-    if (in_hex && c == '>') close_hex_at(i);                          // p
+    if (c == '<' && !m.string) {                                // c
+      open_hex();
+      load_modes(&m);
+    }
+    if (c == '[' && !m.string) {                                // d
+      open_array();
+      load_modes(&m);
+    }
+    if (m.array && !m.string && !m.hex) gather_array_number(c);  // e
+    if (!m.string && !m.hex) {
+      if (!m.array && (c == 'B' || c == 'E')) marked_content_at(i, c);  // f, g
+      if (c == 'T') text_operator_at(i);                        // h to k
+    }
+    if (m.string && ((c != '(' && c != ')' && c != '\\') || (m.escape && escape_on_char))) {
+      string_char_at(i, c, m.escape);                           // l
+    }
+    if (m.hex && c != '<' && c != '>' && c > 46 && c < 123 && !m.escape) hex_byte(c);  // m
+    if (m.string && c == ')' && !m.escape) {                    // n
+      close_string_at(i);
+      load_modes(&m);
+    }
+    if (!m.string && m.array && c == ']') {                     // o
+      close_array_at(i);
+      load_modes(&m);
+    }
+    if (m.hex && c == '>') {                                    // p
+      close_hex_at(i);
+      load_modes(&m);
+    }
   }
   log_at(LOG_DEEP, "DEBUG: pdf_parser - text_processor_page - reached end of BT processing.\n");
 }
