@@ -890,7 +890,7 @@ static void decode_box(int box) {
   load_modes(&m);
   for (int i = box_start[box]; i < stop; i++) {
     unsigned char c = bytes[i];
-    if (m.escape || c == '\\') {                                  // a
+    if (m.escape || c == '\\') {                                // a
       track_escape(c);
       load_modes(&m);
     }
