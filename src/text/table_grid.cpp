@@ -281,37 +281,36 @@ static void copy_field(char* dst, size_t capacity, const char* src) {
   dst[n] = 0;
 }
 
-// End-of-call test of the grid. When the rows look like a table, one table brik is written to
-// Briks[global_brik_counter] from rows 0..grid_row-1 (the newest row is never part of it) and 1 is
-// returned; otherwise 0. core_text is rewritten with the table's plain text when the test passes.
-int table_reconstruct(int page, int box_count) {
-  // ---- 0. the gate ----
-  if (!(TABLE_STRATEGY > 0 && layout_jump_count > 11 && cells_total > 19)) return 0;
-  const int loose = TABLE_STRATEGY == 2;
-  const int rows = grid_row;  // rows 0..rows-1 are considered
+// ---- the steps of table_reconstruct ----
 
-  // ---- 1. histogram of rows by cell count ----
+// ---- 1-2. the most common cell count among rows 0..rows-1, looked for among counts 0..19, the
+// smallest count on a tie; `*mode_rows` is how many rows have it ----
+static int most_common_cell_count(int rows, int* mode_rows) {
   int row_histogram[HISTOGRAM_SIZE] = {0};
   for (int k = 0; k < rows; k++) {
     int n = grid_rows[k].cell_count;
     if (n >= 0 && n < HISTOGRAM_SIZE) row_histogram[n]++;
   }
-
-  // ---- 2. mode over counts 0..19, the smallest count on a tie ----
-  int mode_columns = 0, mode_rows = -1;
+  int mode_columns = 0;
+  *mode_rows = -1;
   for (int n = 0; n < MODE_SEARCH; n++) {
-    if (row_histogram[n] > mode_rows) {
-      mode_rows = row_histogram[n];
+    if (row_histogram[n] > *mode_rows) {
+      *mode_rows = row_histogram[n];
       mode_columns = n;
     }
   }
+  return mode_columns;
+}
 
-  // ---- 3. shape ----
+// ---- 3. shape: 4 to 10 columns in at least 5 rows; loosely, 3 to 14 in at least 3 ----
+static int table_shape_holds(int mode_columns, int mode_rows, int loose) {
   int strict_shape = mode_columns >= 4 && mode_columns <= 10 && mode_rows >= 5;
   int loose_shape = loose && mode_columns >= 3 && mode_columns <= 14 && mode_rows >= 3;
-  if (!strict_shape && !loose_shape) return 0;
+  return strict_shape || loose_shape;
+}
 
-  // ---- 4-5. content: enough text, and enough of it digits or X ----
+// ---- 4-5. content of the full rows: enough text, and (strictly) enough of it digits or X ----
+static int table_content_holds(int rows, int mode_columns, int loose) {
   int chars_total = 0, data_chars = 0;
   for (int k = 0; k < rows; k++) {
     if (grid_rows[k].cell_count != mode_columns) continue;
@@ -327,9 +326,11 @@ int table_reconstruct(int page, int box_count) {
     float ratio = static_cast<float>(data_chars) / static_cast<float>(chars_total);
     if (!(static_cast<double>(ratio) > 0.15)) return 0;
   }
+  return 1;
+}
 
-  // ---- 6. column positions: mean x of each column over the full rows ----
-  int column_x[COLUMN_SLOTS] = {0};
+// ---- 6. column positions: mean x of each column over the full rows, into column_x ----
+static void column_positions(int rows, int mode_columns, int* column_x) {
   int full_rows = 0;
   for (int k = 0; k < rows; k++) {
     if (grid_rows[k].cell_count != mode_columns) continue;
@@ -337,9 +338,10 @@ int table_reconstruct(int page, int box_count) {
     full_rows++;
   }
   for (int c = 0; c < mode_columns; c++) column_x[c] /= full_rows;
+}
 
-  // ---- 7. the table text, row by row; core_text takes the plain text ----
-  const int marks = TABLE_GRID == 1;
+// ---- 7. the table text, row by row; core_text takes the plain text ----
+static void write_table_text(int rows, int mode_columns, const int* column_x, int marks) {
   table_text_len = 0;
   table_text_out_final[0] = 0;
   table_plain_len = 0;
@@ -353,8 +355,53 @@ int table_reconstruct(int page, int box_count) {
     else
       write_long_row(k, column_x, marks);
   }
+}
 
-  // ---- 8. the table brik ----
+// ---- 10. the table brik at Briks[global_brik_counter] ----
+static void write_table_brik(int page, int box_count) {
+  BrikRecord& b = Briks[global_brik_counter];
+  copy_field(b.content_type, sizeof b.content_type, "table");
+  copy_field(b.file_type, sizeof b.file_type, "pdf");
+  b.master_index = page;
+  b.coords_x = truncate_position(tm_x);
+  b.coords_y = truncate_position(tm_y);
+  b.coords_cx = page;
+  b.coords_cy = box_count - 1;
+  b.sub_index = box_count - 1;
+  b.external_files[0] = 0;
+  if (core_text_out != nullptr && strnlen(core_text_out, CORE_TEXT_SIZE) > CORE_TEXT_OUT_FULL)
+    b.text[0] = 0;
+  else
+    copy_field(b.text, sizeof b.text, core_text);
+  if (page_headline != nullptr && page_headline[0] != 0 && GLOBAL_GET_HEADER_TEXT == 1)
+    copy_field(b.header_text, sizeof b.header_text, page_headline);
+  else
+    b.header_text[0] = 0;
+  copy_field(b.table, sizeof b.table, table_text_out_final);
+}
+
+// End-of-call test of the grid. When the rows look like a table, one table brik is written to
+// Briks[global_brik_counter] from rows 0..grid_row-1 (the newest row is never part of it) and 1 is
+// returned; otherwise 0. core_text is rewritten with the table's plain text when the test passes.
+int table_reconstruct(int page, int box_count) {
+  // ---- 0. the gate ----
+  if (!(TABLE_STRATEGY > 0 && layout_jump_count > 11 && cells_total > 19)) return 0;
+  const int loose = TABLE_STRATEGY == 2;
+  const int rows = grid_row;  // rows 0..rows-1 are considered
+
+  // ---- 1-5. the tests: the common cell count, the shape and the content ----
+  int mode_rows = -1;
+  int mode_columns = most_common_cell_count(rows, &mode_rows);
+  if (!table_shape_holds(mode_columns, mode_rows, loose)) return 0;
+  if (!table_content_holds(rows, mode_columns, loose)) return 0;
+
+  // ---- 6-7. the columns and the table text ----
+  int column_x[COLUMN_SLOTS] = {0};
+  column_positions(rows, mode_columns, column_x);
+  const int marks = TABLE_GRID == 1;
+  write_table_text(rows, mode_columns, column_x, marks);
+
+  // ---- 8. the closing mark; a table text at the give-up length makes no brik ----
   log_at(LOG_DEEP, "DEBUG: pdf_parser - writing table_text_out_final - %s \n", table_text_out_final);
   if (table_text_len >= TABLE_TEXT_GIVE_UP) return 0;
   global_table_count++;
@@ -375,25 +422,7 @@ int table_reconstruct(int page, int box_count) {
     flush_brik_batch();
   }
   // ---- 10. the brik ----
-  BrikRecord& b = Briks[global_brik_counter];
-  copy_field(b.content_type, sizeof b.content_type, "table");
-  copy_field(b.file_type, sizeof b.file_type, "pdf");
-  b.master_index = page;
-  b.coords_x = truncate_position(tm_x);
-  b.coords_y = truncate_position(tm_y);
-  b.coords_cx = page;
-  b.coords_cy = box_count - 1;
-  b.sub_index = box_count - 1;
-  b.external_files[0] = 0;
-  if (core_text_out != nullptr && strnlen(core_text_out, CORE_TEXT_SIZE) > CORE_TEXT_OUT_FULL)
-    b.text[0] = 0;
-  else
-    copy_field(b.text, sizeof b.text, core_text);
-  if (page_headline != nullptr && page_headline[0] != 0 && GLOBAL_GET_HEADER_TEXT == 1)
-    copy_field(b.header_text, sizeof b.header_text, page_headline);
-  else
-    b.header_text[0] = 0;
-  copy_field(b.table, sizeof b.table, table_text_out_final);
+  write_table_brik(page, box_count);
   global_brik_counter++;
   return 1;
 }

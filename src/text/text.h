@@ -13,9 +13,15 @@ struct TextState {
   float y;
 };
 
+// The pen (text_state.cpp), written by the box decoding and the hex decoder; 0 at each box.
 extern float tm_x;   // x of the current line start; Tm, Td, TD
 extern float tm_y;   // y of the current line; Tm, Td, TD, T*
 extern float tml_x;  // running x of the pen; moved by each decoded character
+
+// The results of the two number readers below (text_state.cpp): overwritten at each call, never
+// reset; a caller copies what it needs at once.
+extern TextState text_state_scratch;     // get_text_state
+extern TextState text_state_td_scratch;  // get_text_state_from_td
 
 // Numbers read backwards from the window in front of an operator (scratch result).
 TextState* get_text_state(char* bytes, int length);          // Tm, cm: |d|, e, f
@@ -37,7 +43,10 @@ int repair_font_past_list(const char* name);  // a font named so whose page list
 void text_font_lookup_begin(void);
 void text_font_lookup_end(void);
 
-// The folder's resets at the start of a document (pdf_builder's set-up, after the font folder's).
+// The text folder's resets at the start of a document (text_page.cpp): the font look-up is off
+// and empty until text_font_lookup_begin. Everything else of the folder is set by each
+// text_processor_page call before it is read; the font and size that run on from stream to
+// stream are carried in GLOBAL_PAGE_CMAP and GLOBAL_FONT_SIZE (run/run_state.h).
 void text_document_reset(void);
 
 }  // extern "C"

@@ -21,34 +21,70 @@
 #include "text/text_page_work.h"
 
 
-constexpr int MAX_TEXT_BOXES = 10000;      // per content stream; later boxes are left out and logged
 constexpr int NO_BOX_STREAM_LIMIT = 10000; // a stream without BT is read as one box of this many bytes
-constexpr int CM_TEXT_SIZE = 100;          // stored bytes in front of a box's cm (at most 50 used)
 constexpr int CM_WINDOW = 50;              // bytes read in front of cm and Tm
 constexpr int TD_WINDOW = 20;              // bytes read in front of Td and TD
 constexpr int TF_WINDOW = 25;              // bytes searched in front of Tf for the font name and size
-constexpr int LINE_TEXT_SIZE = 100000;     // characters of the current show operator
-constexpr int HEX_TEXT_SIZE = 100000;      // bytes of the current hex string
 constexpr int TEXT_APPEND_LIMIT = 99998;   // line, cell and hex text take no more appends from here
 constexpr int HEAD_APPEND_LIMIT = 1000;    // head_text takes appends only while shorter than this
 constexpr int LINE_JOIN_LIMIT = 49998;     // a hex result joins line_text only below this
 constexpr int IMAGES_COMPARED = 500;       // image names compared at a "/"; a larger count is lowered
-constexpr int KERN_TEXT_SIZE = 10;         // sign and digits of an array number; 9 are gathered
 constexpr int HEADLINE_SIZE = 18;          // scaled size from which text counts as a headline
 
+// ---- the run state of the pass (declared in text_page_state.h and text_page_work.h) ----
 extern "C" {
 float last_x = 0;
 float last_y = 0;
 int layout_jump_count = 0;
 char* cell_text = nullptr;
 int cell_ready = 0;
-}
 
-extern "C" {
 char* box_text = nullptr;
 int box_text_len = 0;
 char* head_text = nullptr;
 int head_text_len = 0;
+char* line_text = nullptr;
+int line_text_len = 0;
+char* hex_text = nullptr;
+int hex_len = 0;
+int cell_text_len = 0;
+
+int box_start[MAX_TEXT_BOXES];
+int box_stop[MAX_TEXT_BOXES];
+int box_has_cm[MAX_TEXT_BOXES];
+char box_cm_text[MAX_TEXT_BOXES][CM_TEXT_SIZE];
+
+const unsigned char* text_stream = nullptr;
+int text_stream_len = 0;
+int text_stream_bytes = 0;
+int text_stream_page = 0;
+int font_index = -1;
+int font_size = 10;
+float text_scale = 1.0f;
+float cm_scale = 1.0f;
+float cm_x = 0;
+float cm_y = 0;
+int first_tm_pending = -1;
+int is_bold = 0;
+int is_italic = 0;
+
+int in_string = 0;
+int in_hex = 0;
+int in_array = 0;
+int escape_active = 0;
+int escape_on_char = 0;
+int skip_until = 0;
+
+char kern_text[KERN_TEXT_SIZE];
+int kern_len = 0;
+int kern_dot = 0;
+int last_char_width = 0;
+int last_string_len = 0;
+int last_array_len = 0;
+int last_hex_len = 0;
+int hex_space_pending = 0;
+int head_y = 0;
+int actual_text_active = 0;
 
 void append_bytes(char* dst, int* len, int size, const char* src, int n) {
   int room = size - 1 - *len;
@@ -60,34 +96,9 @@ void append_bytes(char* dst, int* len, int size, const char* src, int n) {
 }
 }  // extern "C"
 
-// ---- the text box table of one call (kept between calls; only entries below box_count are read) ----
-static int box_start[MAX_TEXT_BOXES];
-static int box_stop[MAX_TEXT_BOXES];
-static int box_has_cm[MAX_TEXT_BOXES];
-static char box_cm_text[MAX_TEXT_BOXES][CM_TEXT_SIZE];
-
-// ---- working buffers, taken on the first call and reused; emptied at the steps that say so ----
-static char* line_text = nullptr;
-static int line_len = 0;
-static char* hex_text = nullptr;
-static int hex_len = 0;
-static int cell_len = 0;  // bytes in cell_text; the table pass only ever empties it
-
-// ---- the stream and the state that runs through the whole call ----
-static const unsigned char* stream = nullptr;
-static int stream_len = 0;       // bytes of the stream in force for every bound test
-static int stream_bytes = 0;     // all bytes of the stream: the reads that make no bound test of
-                                 // their own (operator after a string, EMC) stop only here
-static int call_page = 0;
-static int font_index = -1;
-static int font_size = 10;
-static float text_scale = 1.0f;
-static float cm_scale = 1.0f;
-static float cm_x = 0;
-static float cm_y = 0;
-static int first_tm_pending = -1;
-static int is_bold = 0;
-static int is_italic = 0;
+int text_font_lookup_ready = 0;
+std::unordered_map<std::string, int> text_font_name_ids;
+std::unordered_map<uint64_t, int> text_last_font_of;
 
 static void buffers_begin(void) {
   if (box_text == nullptr) {
@@ -102,11 +113,11 @@ static void buffers_begin(void) {
   head_text[0] = 0;
   head_text_len = 0;
   line_text[0] = 0;
-  line_len = 0;
+  line_text_len = 0;
   hex_text[0] = 0;
   hex_len = 0;
   cell_text[0] = 0;
-  cell_len = 0;
+  cell_text_len = 0;
 }
 
 static int font_is_known(int f) {
@@ -122,7 +133,7 @@ static PageRecord* page_record(int page) {
 static int copy_window(int from, int to, char* out) {
   int n = 0;
   for (int j = from; j < to; j++) {
-    if (stream[j] != 0) out[n++] = static_cast<char>(stream[j]);
+    if (text_stream[j] != 0) out[n++] = static_cast<char>(text_stream[j]);
   }
   out[n] = 0;
   return n;
@@ -134,44 +145,47 @@ static int copy_window(int from, int to, char* out) {
 // gives every page fonts of its own, that walk costs fonts times pages at every Tf. While the
 // page loop runs the records do not change, so pdf_builder has the answers built once per
 // document: a map from name and page to the last record holding both. The walk stays for any
-// other caller and for the deep debug level, whose lines it writes.
-static int font_lookup_ready = 0;
-static std::unordered_map<std::string, int> font_name_ids;
-static std::unordered_map<uint64_t, int> last_font_of;  // name id << 32 | page -> record
+// other caller and for the deep debug level, whose lines it writes. The maps and their flag are
+// declared in text_page_work.h.
 
 static uint64_t font_page_key(int name_id, int page) {
   return static_cast<uint64_t>(static_cast<uint32_t>(name_id)) << 32 | static_cast<uint32_t>(page);
 }
 
 static int indexed_font(const char* name, int page) {
-  auto id = font_name_ids.find(name);
-  if (id == font_name_ids.end()) return -1;
-  auto hit = last_font_of.find(font_page_key(id->second, page));
-  return hit == last_font_of.end() ? -1 : hit->second;
+  auto id = text_font_name_ids.find(name);
+  if (id == text_font_name_ids.end()) return -1;
+  auto hit = text_last_font_of.find(font_page_key(id->second, page));
+  return hit == text_last_font_of.end() ? -1 : hit->second;
 }
 
 extern "C" {
 
+static void font_lookup_clear(void) {
+  text_font_lookup_ready = 0;
+  text_font_name_ids.clear();
+  text_last_font_of.clear();
+}
+
+void text_document_reset(void) {
+  // ---- 1. the font look-up: off and empty until text_font_lookup_begin builds it ----
+  font_lookup_clear();
+}
+
 void text_font_lookup_begin(void) {
-  font_name_ids.clear();
-  last_font_of.clear();
-  font_lookup_ready = 0;
+  font_lookup_clear();
   if (Font_CMAP == nullptr) return;
   int fonts = global_font_count < GLOBAL_MAX_FONT_ENCODINGS ? global_font_count : GLOBAL_MAX_FONT_ENCODINGS;
   for (int f = 0; f < fonts; f++) {
     const FontRecord* font = &Font_CMAP[f];
-    int name_id = font_name_ids.emplace(font->font_name, static_cast<int>(font_name_ids.size())).first->second;
+    int name_id = text_font_name_ids.emplace(font->font_name, static_cast<int>(text_font_name_ids.size())).first->second;
     int pages = font->page_count < FONT_PAGE_LIST_SIZE ? font->page_count : FONT_PAGE_LIST_SIZE;
-    for (int p = 0; p < pages; p++) last_font_of[font_page_key(name_id, font->page_list[p])] = f;
+    for (int p = 0; p < pages; p++) text_last_font_of[font_page_key(name_id, font->page_list[p])] = f;
   }
-  font_lookup_ready = 1;
+  text_font_lookup_ready = 1;
 }
 
-void text_font_lookup_end(void) {
-  font_lookup_ready = 0;
-  font_name_ids.clear();
-  last_font_of.clear();
-}
+void text_font_lookup_end(void) { font_lookup_clear(); }
 
 }  // extern "C"
 
@@ -180,7 +194,7 @@ static void read_font_operator(int i, int inside_box) {
   int w = i - TF_WINDOW > 0 ? i - TF_WINDOW : 0;
   int start = w;
   for (int j = i - 1; j >= w; j--) {
-    if (stream[j] == '/') {
+    if (text_stream[j] == '/') {
       start = j;
       break;
     }
@@ -192,7 +206,7 @@ static void read_font_operator(int i, int inside_box) {
   int name_state = 0;
   int size_state = 0;
   for (int j = start; j < i; j++) {
-    unsigned char b = stream[j];
+    unsigned char b = text_stream[j];
     if (name_state == 1) {
       if (b == ' ' || b == '\n' || b == '\r') {
         name_state = 2;
@@ -219,8 +233,8 @@ static void read_font_operator(int i, int inside_box) {
   }
   name[name_len] = 0;
   if (Font_CMAP == nullptr) return;
-  if (font_lookup_ready && !log_enabled(LOG_DEEP)) {
-    int f = indexed_font(name, call_page);
+  if (text_font_lookup_ready && !log_enabled(LOG_DEEP)) {
+    int f = indexed_font(name, text_stream_page);
     if (f < 0 && GLOBAL_REPAIR_MODE) f = repair_font_past_list(name);  // pages past a full list
     if (f >= 0) {
       font_index = f;
@@ -240,12 +254,12 @@ static void read_font_operator(int i, int inside_box) {
     }
     int pages = font->page_count < FONT_PAGE_LIST_SIZE ? font->page_count : FONT_PAGE_LIST_SIZE;
     for (int p = 0; p < pages; p++) {
-      if (font->page_list[p] != call_page) continue;
+      if (font->page_list[p] != text_stream_page) continue;
       font_index = f;
       if (inside_box) {
         is_bold = font->bold == 1;
         is_italic = font->italic == 1;
-      } else if (call_page >= 0 && call_page <= 3) {
+      } else if (text_stream_page >= 0 && text_stream_page <= 3) {
         log_at(LOG_DEEP, "DEBUG: pdf_parser - TEXT PROCESSOR - Found matching font outside BT-ET -%d-%s-CMAP val- %d \n",
                f, name, font->cmap_count);
       }
@@ -259,8 +273,8 @@ static void place_images_at(int i, int* img_on_page_count, PageRecord* record) {
   if (log_enabled(LOG_DEEP)) {
     char shown[21];
     int n = 0;
-    for (int j = i; j < stream_len && n < 20; j++) {
-      if (stream[j] != 0) shown[n++] = static_cast<char>(stream[j]);
+    for (int j = i; j < text_stream_len && n < 20; j++) {
+      if (text_stream[j] != 0) shown[n++] = static_cast<char>(text_stream[j]);
     }
     shown[n] = 0;
     log_at(LOG_DEEP, "DEBUG:  pdf_parser - text_processor_page - Image Do str - %s \n", shown);
@@ -276,8 +290,8 @@ static void place_images_at(int i, int* img_on_page_count, PageRecord* record) {
     // A name byte is compared as a signed character, a stream byte as unsigned, so a name byte
     // of 128 or more never matches; bytes past the stream's end are absent and match nothing.
     while (j < IMAGE_NAME_SIZE && name[j] != 0) {
-      if (i + j >= stream_len) break;
-      if (static_cast<int>(static_cast<signed char>(name[j])) != static_cast<int>(stream[i + j])) break;
+      if (i + j >= text_stream_len) break;
+      if (static_cast<int>(static_cast<signed char>(name[j])) != static_cast<int>(text_stream[i + j])) break;
       j++;
     }
     if (j == IMAGE_NAME_SIZE || name[j] == 0) {
@@ -296,12 +310,12 @@ static int scan_stream(void) {
   int boxes_seen = 0;  // counts on past MAX_TEXT_BOXES for the warning
   int in_bt = 0;
   int cm_pending = 0;
-  PageRecord* record = page_record(call_page);
+  PageRecord* record = page_record(text_stream_page);
   int img_on_page_count = record != nullptr ? record->image_count : 0;
   const int deep = log_enabled(LOG_DEEP);
   const int repair = GLOBAL_REPAIR_MODE;
-  const unsigned char* const bytes = stream;  // hot globals held in locals for the loop
-  const int length = stream_len;
+  const unsigned char* const bytes = text_stream;  // hot globals held in locals for the loop
+  const int length = text_stream_len;
   for (int i = 0; i < length; i++) {
     // Inside a box only an "E" can change anything here (step 2), so without the deep debug
     // lines of every byte the scan goes straight to the next "E".
@@ -383,13 +397,6 @@ static int scan_stream(void) {
 // The box loop: per-call decoding state and the steps taken at each byte of a box.
 // =====================================================================================
 
-static int in_string, in_hex, in_array, escape_active, escape_on_char, skip_until;
-static char kern_text[KERN_TEXT_SIZE];
-static int kern_len, kern_dot;
-static int last_char_width, last_string_len, last_array_len, last_hex_len, hex_space_pending;
-static int head_y;
-static int actual_text_active;
-
 static void decode_state_begin(void) {
   kern_text[0] = 0;
   kern_len = 0;
@@ -411,12 +418,12 @@ static int size_test(void) {
 static int headline_test(void) { return size_test() || is_bold || is_italic; }
 
 static void append_line(const char* text, int n) {
-  if (line_len >= TEXT_APPEND_LIMIT) return;
-  append_bytes(line_text, &line_len, LINE_TEXT_SIZE, text, n);
+  if (line_text_len >= TEXT_APPEND_LIMIT) return;
+  append_bytes(line_text, &line_text_len, LINE_TEXT_SIZE, text, n);
 }
 static void append_cell(const char* text, int n) {
-  if (cell_len >= TEXT_APPEND_LIMIT) return;
-  append_bytes(cell_text, &cell_len, CELL_TEXT_SIZE, text, n);
+  if (cell_text_len >= TEXT_APPEND_LIMIT) return;
+  append_bytes(cell_text, &cell_text_len, CELL_TEXT_SIZE, text, n);
 }
 static void append_box(const char* text, int n) { append_bytes(box_text, &box_text_len, BOX_TEXT_SIZE, text, n); }
 static void append_head(const char* text, int n) { append_bytes(head_text, &head_text_len, HEAD_TEXT_SIZE, text, n); }
@@ -442,7 +449,7 @@ static void headline_rule(const char* text, int n) {
 // The capture step of the table pass; it only ever empties cell_text, so the count follows.
 static int close_pending_cell(void) {
   int opened_row = table_close_pending_cell();
-  if (cell_text[0] == 0) cell_len = 0;
+  if (cell_text[0] == 0) cell_text_len = 0;
   return opened_row;
 }
 
@@ -478,10 +485,10 @@ static void apply_kerning(int space_below, int use_char_width) {
 // lowered length are still looked at; only bytes past the whole stream are absent.
 static int operator_after(int i) {
   for (int j = 1; j <= 5; j++) {
-    if (i + j >= stream_bytes) return -1;
-    unsigned char b = stream[i + j];
-    if (b == 'T' && j + 1 < 5 && i + j + 1 < stream_bytes &&
-        (stream[i + j + 1] == 'J' || stream[i + j + 1] == 'j')) {
+    if (i + j >= text_stream_bytes) return -1;
+    unsigned char b = text_stream[i + j];
+    if (b == 'T' && j + 1 < 5 && i + j + 1 < text_stream_bytes &&
+        (text_stream[i + j + 1] == 'J' || text_stream[i + j + 1] == 'j')) {
       return 1;
     }
     if (b == '"' || b == '\'') return 2;
@@ -490,21 +497,23 @@ static int operator_after(int i) {
 }
 
 static int char_width(int code) {
-  if (!font_is_known(font_index)) return 500;
+  const int f = font_index;
+  if (!font_is_known(f)) return 500;
   if (code < 0 || code >= FONT_WIDTHS_SIZE) return 0;
-  return static_cast<int32_t>(Font_CMAP[font_index].widths.get(code));
+  return static_cast<int32_t>(Font_CMAP[f].widths.get(code));
 }
 
 // Mapped code of one literal string character: the font's map, else the code as it stands
 // (no-break space as a blank, the ligature slots of kinds 1, 2, 3), then the accent folds.
 static int map_literal_code(int code, int unknown_escape) {
-  int mapped = unknown_escape ? -2 : cmap_get_char(code, font_index);
-  int known = font_is_known(font_index);
+  const int f = font_index;
+  int mapped = unknown_escape ? -2 : cmap_get_char(code, f);
+  int known = font_is_known(f);
   if (mapped == -1) {
     if (!known) {
       mapped = code == 160 ? 32 : code;
     } else {
-      int kind = Font_CMAP[font_index].encoding_kind;
+      int kind = Font_CMAP[f].encoding_kind;
       if (kind != -99) mapped = code;
       if (code == 160) mapped = 32;
       if (kind == 1 && mapped == 222) mapped = 64257;
@@ -516,7 +525,7 @@ static int map_literal_code(int code, int unknown_escape) {
     }
   }
   if (known && mapped > 127) {
-    int kind = Font_CMAP[font_index].encoding_kind;
+    int kind = Font_CMAP[f].encoding_kind;
     if (kind == 1 || kind == 9) mapped = standard_encoding_variances_handler(mapped, kind);
   }
   return mapped;
@@ -537,10 +546,11 @@ static void move_pen_after(int code) {
 }
 
 // Plain branch: one character of a literal string, or an unknown escape that shows nothing.
-static void show_plain_char(int code, int unknown_escape) {
+// `escape` is escape_active.
+static void show_plain_char(int code, int unknown_escape, int escape) {
   int mapped = map_literal_code(code, unknown_escape);
   if (mapped == -1 && font_is_known(font_index)) return;
-  const char* out = char_special_handler_string(mapped, escape_active);
+  const char* out = char_special_handler_string(mapped, escape);
   int n = short_text_length(out);
   append_line(out, n);
   append_cell(out, n);
@@ -579,12 +589,12 @@ static int escaped_code(unsigned char c, int* known) {
 
 // Moves the shown line into box_text, when box_text has room for it.
 static void line_to_box(void) {
-  if (box_text_len + line_len < BOX_JOIN_LIMIT) append_box(line_text, line_len);
+  if (box_text_len + line_text_len < BOX_JOIN_LIMIT) append_box(line_text, line_text_len);
 }
 
 static void empty_line(void) {
   line_text[0] = 0;
-  line_len = 0;
+  line_text_len = 0;
 }
 
 static void empty_hex(void) {
@@ -637,8 +647,8 @@ static void close_string_at(int i) {
   in_string = 0;
   last_x = tml_x;
   last_y = tm_y;
-  last_string_len = line_len;
-  if (cell_len > 0) cell_ready = 1;
+  last_string_len = line_text_len;
+  if (cell_text_len > 0) cell_ready = 1;
   if (in_array) return;
   int op = operator_after(i);
   if (op == -1 || actual_text_active) {
@@ -657,9 +667,9 @@ static void close_array_at(int i) {
   in_array = 0;
   int op = operator_after(i);
   if (op <= 0) return;
-  if (box_text_len + line_len < BOX_JOIN_LIMIT) {
-    append_box(line_text, line_len);
-    last_array_len = line_len;
+  if (box_text_len + line_text_len < BOX_JOIN_LIMIT) {
+    append_box(line_text, line_text_len);
+    last_array_len = line_text_len;
   }
   empty_line();
   if (op == 2) append_box(" ", 1);
@@ -672,8 +682,8 @@ static void close_hex_at(int i) {
   last_hex_len = r_len;
   in_hex = 0;
   if (r_len > 0) {
-    if (cell_len < TEXT_APPEND_LIMIT) {
-      append_bytes(cell_text, &cell_len, CELL_TEXT_SIZE, r, r_len);
+    if (cell_text_len < TEXT_APPEND_LIMIT) {
+      append_bytes(cell_text, &cell_text_len, CELL_TEXT_SIZE, r, r_len);
       cell_ready = 1;
     }
     last_x = tml_x;
@@ -681,7 +691,7 @@ static void close_hex_at(int i) {
   }
   if (in_array) {
     if (headline_test()) headline_rule(r, r_len);
-    if (line_len < LINE_JOIN_LIMIT) append_bytes(line_text, &line_len, LINE_TEXT_SIZE, r, r_len);
+    if (line_text_len < LINE_JOIN_LIMIT) append_bytes(line_text, &line_text_len, LINE_TEXT_SIZE, r, r_len);
     empty_hex();
     return;
   }
@@ -703,8 +713,162 @@ static void close_hex_at(int i) {
   if (op == 2) append_box(" ", 1);
 }
 
-// ---- 4. one text box: every byte of [box_start, box_stop) through the tests in their order ----
+// ---- the byte steps of a box, a to m (n to p are the closing steps above) ----
+// decode_box runs them in this order on every byte; each may act on a byte that the steps
+// before it have already acted on.
+
+// The modes of the byte loop, copied from in_string, in_hex, in_array and escape_active.
+struct ByteModes {
+  int string, hex, array, escape;
+};
+
+static inline void load_modes(ByteModes* m) {
+  m->string = in_string;
+  m->hex = in_hex;
+  m->array = in_array;
+  m->escape = escape_active;
+}
+
+// ---- a. escapes: on the backslash active; on the byte after it active and on_char ----
+static void track_escape(unsigned char c) {
+  if (escape_active) {
+    if (escape_on_char) {
+      escape_active = 0;
+      escape_on_char = 0;
+    } else {
+      escape_on_char = 1;
+    }
+  }
+  if (c == '\\' && !escape_active) {
+    escape_active = 1;
+    escape_on_char = 0;
+  }
+}
+
+// ---- b. "(" opens a string: word gap, kerning, cell closing ----
+static void open_string(void) {
+  in_string = 1;
+  int d = distance_now();
+  int gap = GLOBAL_REPAIR_MODE ? !in_array && repair_word_gap(tml_x - last_x, font_size, text_scale)
+                               : last_string_len < 5 && tml_x - last_x > 5;
+  if (d > 0 || gap) {
+    append_line(" ", 1);
+    head_space_if_sized();
+  }
+  apply_kerning(-155, 1);
+  float dy = std::fabs(tm_y - last_y);
+  if ((last_x + 10 < tml_x && dy <= 2) || dy > 2) close_pending_cell();
+}
+
+// ---- c. "<" opens a hex string (twice for "<<") ----
+// The factors 0.8, 1.5 and 0.5 here and at "[" are double constants, so those products are
+// compared in double precision, unlike the float sums they are compared with.
+static void open_hex(void) {
+  in_hex = 1;
+  int d = distance_now();
+  if (GLOBAL_REPAIR_MODE) {
+    hex_space_pending = d > 0 || (!in_array && repair_word_gap(tml_x - last_x, font_size, text_scale));
+  } else {
+    hex_space_pending = d > 0 || (last_hex_len < 3 && std::fabs(text_scale) * font_size * 0.8 < tm_x - last_x);
+  }
+  apply_kerning(-154, 0);
+  float dy = std::fabs(tm_y - last_y);
+  if ((last_x + 10 < tml_x && text_scale * font_size * 1.5 < tml_x - last_x && tm_y == last_y) || dy > 1) {
+    close_pending_cell();
+  }
+}
+
+// ---- d. "[" opens an array ----
+static void open_array(void) {
+  in_array = 1;
+  kern_len = 0;
+  kern_dot = 0;
+  kern_text[0] = 0;
+  int d = distance_now();
+  if (GLOBAL_REPAIR_MODE) {
+    if (d > 0 || repair_word_gap(tml_x - last_x, font_size, text_scale)) append_box(" ", 1);
+  } else if (d > 0 || (last_array_len < 5 && static_cast<int64_t>(font_size) * 5 * text_scale < tml_x - last_x)) {
+    append_box(" ", 1);
+  } else if (last_array_len < 5 && (font_size * 0.5 * text_scale * 500) / 1000 < tm_x - last_x) {
+    append_line(" ", 1);
+  }
+}
+
+// ---- e. array number: sign, up to nine characters, the fraction dropped ----
+static void gather_array_number(unsigned char c) {
+  if (c == '-' && kern_len == 0) {
+    kern_text[0] = '-';
+    kern_len = 1;
+  } else if (c >= '0' && c <= '9' && !kern_dot && kern_len < 9) {
+    kern_text[kern_len++] = static_cast<char>(c);
+  } else if (c == '.') {
+    kern_dot = 1;
+  }
+}
+
+// ---- f. BDC after a taken hex string turns dropping on; g. EMC turns it off ----
+static void marked_content_at(int i, unsigned char c) {
+  if (c == 'B' && i + 2 < text_stream_len && text_stream[i + 1] == 'D' && text_stream[i + 2] == 'C' &&
+      GLOBAL_ACTUAL_TEXT_FLAG == 2) {
+    actual_text_active = 1;
+    GLOBAL_ACTUAL_TEXT_FLAG = 0;
+  }
+  if (c == 'E' && actual_text_active && i + 2 < text_stream_bytes && text_stream[i + 1] == 'M' &&
+      text_stream[i + 2] == 'C') {
+    actual_text_active = 0;
+  }
+}
+
+// ---- h to k. the text operators at a "T" at i ----
+static void text_operator_at(int i) {
+  if (i + 1 >= text_stream_len) return;
+  unsigned char op = text_stream[i + 1];
+  unsigned char after = i + 2 < text_stream_len ? text_stream[i + 2] : 0;
+  // ---- h. T*: one line of the font's size down ----
+  if (op == '*' && (after == '\n' || after == ' ' || after == '\r') && i + 2 < text_stream_len) {
+    append_line(" ", 1);
+    tm_y = tm_y - font_size * text_scale;
+  }
+  // ---- i. Td and TD ----
+  if ((op == 'D' || op == 'd') && i + 2 < text_stream_len &&
+      (after == '\n' || after == ' ' || after == '\r' || after == '(' || after == '[')) {
+    text_move_at(i);
+  }
+  // ---- j. Tm ----
+  if (op == 'm') text_matrix_at(i);
+  // ---- k. Tf ----
+  if (op == 'f') read_font_operator(i, 1);
+}
+
+// ---- l. string character: a plain or escaped byte, or the first digit of an octal escape ----
+// `escape` is escape_active.
+static void string_char_at(int i, unsigned char c, int escape) {
+  int code = c;
+  int escape_known = -1;
+  if (escape) code = escaped_code(c, &escape_known);
+  if (escape && c >= '0' && c <= '9') {
+    // Octal: exactly three bytes are taken, with no test that the last two are digits.
+    escape_known = 1;
+    skip_until = i + 3;
+    if (i + 2 < text_stream_len) {
+      code = (c - '0') * 64 + (text_stream[i + 1] - '0') * 8 + (text_stream[i + 2] - '0');
+      show_octal_char(code);
+    }
+  }
+  if (i >= skip_until) show_plain_char(code, escape && escape_known == -1, escape);
+}
+
+// ---- m. hex byte: blanks and line ends drop out, "/" and letters stay ----
+static void hex_byte(unsigned char c) {
+  if (hex_len < TEXT_APPEND_LIMIT) {
+    hex_text[hex_len++] = static_cast<char>(c);
+    hex_text[hex_len] = 0;
+  }
+}
+
+// ---- 4. one text box: every byte of [box_start, box_stop) through the steps a to p ----
 static void decode_box(int box) {
+  // ---- 4.1 the box's state: strings, escapes and line emptied, the pen at 0, the box's cm ----
   log_at(LOG_DEEP, "DEBUG: pdf_parser - text_page_processor - text_box iter - %d.\n", box);
   in_string = in_hex = in_array = 0;
   escape_active = escape_on_char = 0;
@@ -715,139 +879,54 @@ static void decode_box(int box) {
   tml_x = 0;
   tm_x = 0;
   tm_y = 0;
-  int stop = box_stop[box] < stream_len ? box_stop[box] : stream_len;
+  int stop = box_stop[box] < text_stream_len ? box_stop[box] : text_stream_len;
   log_at(LOG_DEEP, "DEBUG: pdf_parser - text_processor_page - inner-loop - %d \n", box);
+
+  // ---- 4.2 every byte through the steps, in their order ----
+  // The loop tests the modes on local copies of the globals, which the steps keep. Only the
+  // steps a, b, c, d, n, o and p change a mode, so the copies are loaded again after each of those.
+  const unsigned char* const bytes = text_stream;
+  ByteModes m;
+  load_modes(&m);
   for (int i = box_start[box]; i < stop; i++) {
-    unsigned char c = stream[i];
-    // ---- a. escapes: on the backslash active; on the byte after it active and on_char ----
-    if (escape_active) {
-      if (escape_on_char) {
-        escape_active = 0;
-        escape_on_char = 0;
-      } else {
-        escape_on_char = 1;
-      }
+    unsigned char c = bytes[i];
+    if (m.escape || c == '\\') {                                // a
+      track_escape(c);
+      load_modes(&m);
     }
-    if (c == '\\' && !escape_active) {
-      escape_active = 1;
-      escape_on_char = 0;
+    if (c == '(' && !m.string && !m.hex) {                      // b
+      open_string();
+      load_modes(&m);
     }
-    // ---- b. "(" opens a string: word gap, kerning, cell closing ----
-    if (c == '(' && !in_string && !in_hex) {
-      in_string = 1;
-      int d = distance_now();
-      int gap = GLOBAL_REPAIR_MODE ? !in_array && repair_word_gap(tml_x - last_x, font_size, text_scale)
-                                   : last_string_len < 5 && tml_x - last_x > 5;
-      if (d > 0 || gap) {
-        append_line(" ", 1);
-        head_space_if_sized();
-      }
-      apply_kerning(-155, 1);
-      float dy = std::fabs(tm_y - last_y);
-      if ((last_x + 10 < tml_x && dy <= 2) || dy > 2) close_pending_cell();
+    if (c == '<' && !m.string) {                                // c
+      open_hex();
+      load_modes(&m);
     }
-    // ---- c. "<" opens a hex string (twice for "<<") ----
-    // The factors 0.8, 1.5 and 0.5 here and at "[" are double constants, so those products are
-    // compared in double precision, unlike the float sums they are compared with.
-    if (c == '<' && !in_string) {
-      in_hex = 1;
-      int d = distance_now();
-      if (GLOBAL_REPAIR_MODE) {
-        hex_space_pending = d > 0 || (!in_array && repair_word_gap(tml_x - last_x, font_size, text_scale));
-      } else {
-        hex_space_pending = d > 0 || (last_hex_len < 3 && std::fabs(text_scale) * font_size * 0.8 < tm_x - last_x);
-      }
-      apply_kerning(-154, 0);
-      float dy = std::fabs(tm_y - last_y);
-      if ((last_x + 10 < tml_x && text_scale * font_size * 1.5 < tml_x - last_x && tm_y == last_y) || dy > 1) {
-        close_pending_cell();
-      }
+    if (c == '[' && !m.string) {                                // d
+      open_array();
+      load_modes(&m);
     }
-    // ---- d. "[" opens an array ----
-    if (c == '[' && !in_string) {
-      in_array = 1;
-      kern_len = 0;
-      kern_dot = 0;
-      kern_text[0] = 0;
-      int d = distance_now();
-      if (GLOBAL_REPAIR_MODE) {
-        if (d > 0 || repair_word_gap(tml_x - last_x, font_size, text_scale)) append_box(" ", 1);
-      } else if (d > 0 || (last_array_len < 5 && static_cast<int64_t>(font_size) * 5 * text_scale < tml_x - last_x)) {
-        append_box(" ", 1);
-      } else if (last_array_len < 5 && (font_size * 0.5 * text_scale * 500) / 1000 < tm_x - last_x) {
-        append_line(" ", 1);
-      }
+    if (m.array && !m.string && !m.hex) gather_array_number(c);  // e
+    if (!m.string && !m.hex) {
+      if (!m.array && (c == 'B' || c == 'E')) marked_content_at(i, c);  // f, g
+      if (c == 'T') text_operator_at(i);                        // h to k
     }
-    // ---- e. array number: sign, up to nine characters, the fraction dropped ----
-    if (in_array && !in_string && !in_hex) {
-      if (c == '-' && kern_len == 0) {
-        kern_text[0] = '-';
-        kern_len = 1;
-      } else if (c >= '0' && c <= '9' && !kern_dot && kern_len < 9) {
-        kern_text[kern_len++] = static_cast<char>(c);
-      } else if (c == '.') {
-        kern_dot = 1;
-      }
+    if (m.string && ((c != '(' && c != ')' && c != '\\') || (m.escape && escape_on_char))) {
+      string_char_at(i, c, m.escape);                           // l
     }
-    if (!in_string && !in_hex) {
-      // ---- f. BDC after a taken hex string turns dropping on; g. EMC turns it off ----
-      if (!in_array && c == 'B' && i + 2 < stream_len && stream[i + 1] == 'D' && stream[i + 2] == 'C' &&
-          GLOBAL_ACTUAL_TEXT_FLAG == 2) {
-        actual_text_active = 1;
-        GLOBAL_ACTUAL_TEXT_FLAG = 0;
-      }
-      if (!in_array && actual_text_active && c == 'E' && i + 2 < stream_bytes && stream[i + 1] == 'M' &&
-          stream[i + 2] == 'C') {
-        actual_text_active = 0;
-      }
-      if (c == 'T' && i + 1 < stream_len) {
-        unsigned char op = stream[i + 1];
-        unsigned char after = i + 2 < stream_len ? stream[i + 2] : 0;
-        // ---- h. T*: one line of the font's size down ----
-        if (op == '*' && (after == '\n' || after == ' ' || after == '\r') && i + 2 < stream_len) {
-          append_line(" ", 1);
-          tm_y = tm_y - font_size * text_scale;
-        }
-        // ---- i. Td and TD ----
-        if ((op == 'D' || op == 'd') && i + 2 < stream_len &&
-            (after == '\n' || after == ' ' || after == '\r' || after == '(' || after == '[')) {
-          text_move_at(i);
-        }
-        // ---- j. Tm ----
-        if (op == 'm') text_matrix_at(i);
-        // ---- k. Tf ----
-        if (op == 'f') read_font_operator(i, 1);
-      }
+    if (m.hex && c != '<' && c != '>' && c > 46 && c < 123 && !m.escape) hex_byte(c);  // m
+    if (m.string && c == ')' && !m.escape) {                    // n
+      close_string_at(i);
+      load_modes(&m);
     }
-    // ---- l. string character ----
-    if (in_string && ((c != '(' && c != ')' && c != '\\') || (escape_active && escape_on_char))) {
-      int code = c;
-      int escape_known = -1;
-      if (escape_active) code = escaped_code(c, &escape_known);
-      if (escape_active && c >= '0' && c <= '9') {
-        // Octal: exactly three bytes are taken, with no test that the last two are digits.
-        escape_known = 1;
-        skip_until = i + 3;
-        if (i + 2 < stream_len) {
-          code = (c - '0') * 64 + (stream[i + 1] - '0') * 8 + (stream[i + 2] - '0');
-          show_octal_char(code);
-        }
-      }
-      if (i >= skip_until) show_plain_char(code, escape_active && escape_known == -1);
+    if (!m.string && m.array && c == ']') {                     // o
+      close_array_at(i);
+      load_modes(&m);
     }
-    // ---- m. hex byte: blanks and line ends drop out, "/" and letters stay ----
-    if (in_hex && c != '<' && c != '>' && c > 46 && c < 123 && !escape_active) {
-      if (hex_len < TEXT_APPEND_LIMIT) {
-        hex_text[hex_len++] = static_cast<char>(c);
-        hex_text[hex_len] = 0;
-      }
+    if (m.hex && c == '>') {                                    // p
+      close_hex_at(i);
+      load_modes(&m);
     }
-    // ---- n. ")" ----
-    if (in_string && c == ')' && !escape_active) close_string_at(i);
-    // ---- o. "]" ----
-    if (!in_string && in_array && c == ']') close_array_at(i);
-    // ---- p. ">" ----
-    if (in_hex && c == '>') close_hex_at(i);
   }
   log_at(LOG_DEEP, "DEBUG: pdf_parser - text_processor_page - reached end of BT processing.\n");
 }
@@ -861,10 +940,10 @@ int text_processor_page(int length, int page) {
   table_grid_begin();
   layout_jump_count = 0;
   cell_ready = 0;
-  stream = flate_dst_tmp_buffer;
-  stream_len = stream != nullptr ? length : -1;
-  stream_bytes = stream_len;
-  call_page = page;
+  text_stream = flate_dst_tmp_buffer;
+  text_stream_len = text_stream != nullptr ? length : -1;
+  text_stream_bytes = text_stream_len;
+  text_stream_page = page;
   font_index = GLOBAL_PAGE_CMAP;
   font_size = GLOBAL_FONT_SIZE;
   text_scale = 1.0f;
@@ -881,9 +960,9 @@ int text_processor_page(int length, int page) {
 
   // ---- 3. a stream without boxes is one box over its first bytes ----
   if (box_count == 0) {
-    if (stream_len > NO_BOX_STREAM_LIMIT) stream_len = NO_BOX_STREAM_LIMIT;
+    if (text_stream_len > NO_BOX_STREAM_LIMIT) text_stream_len = NO_BOX_STREAM_LIMIT;
     box_start[0] = 0;
-    box_stop[0] = stream_len;
+    box_stop[0] = text_stream_len;
     box_has_cm[0] = 0;
     box_count = 1;
   }

@@ -1,6 +1,7 @@
 // text/text_page_state.h -- working state of one text_processor_page call that the table pass
 // shares with the text decoding. The text pass owns and resets these at the start of each call;
-// the table pass reads them and, for the grid, keeps its own storage in table_grid.cpp.
+// the table pass reads them and, for the grid, keeps its own storage in table_grid.cpp. The rest
+// of the text pass's state, which the table pass does not see, is in text_page_work.h.
 #pragma once
 
 extern "C" {

@@ -1,6 +1,6 @@
 // text/text_state.cpp -- the backward number readers for the operands of cm, Tm, Td and TD, the
 // vertical distance test between two pen positions, and the pen position globals.
-// Reads: the window string it is given. Writes: its scratch TextState; tm_x, tm_y, tml_x are
+// Reads: the window string it is given. Writes: the two scratch TextStates; tm_x, tm_y, tml_x are
 // defined here and moved by the page text code and the hex decoder.
 // Limits: a number token holds READER_TOKEN_SIZE characters, of which READER_NUMBER_CHARS count.
 #include <cmath>
@@ -17,6 +17,9 @@ extern "C" {
 float tm_x = 0;   // set to 0 at the start of each text box
 float tm_y = 0;
 float tml_x = 0;
+
+TextState text_state_scratch;     // result of get_text_state
+TextState text_state_td_scratch;  // result of get_text_state_from_td
 
 }  // extern "C"
 
@@ -82,7 +85,7 @@ extern "C" {
 // Operands of Tm and cm (a b c d e f): scale = |d|, x = e, y = f. Fewer than three numbers in
 // the window give all 0. The result is scratch, valid until the next call.
 TextState* get_text_state(char* bytes, int length) {
-  static TextState state;
+  TextState& state = text_state_scratch;
   WindowNumbers numbers;
   read_window_numbers(bytes, length, &numbers);
   if (numbers.count > 2) {
@@ -99,7 +102,7 @@ TextState* get_text_state(char* bytes, int length) {
 
 // Operands of Td and TD (tx ty): scale 0, x = tx, y = ty; fewer than two numbers give 0, 0.
 TextState* get_text_state_from_td(char* bytes, int length) {
-  static TextState state;
+  TextState& state = text_state_td_scratch;
   WindowNumbers numbers;
   read_window_numbers(bytes, length, &numbers);
   state.scale = 0;
