@@ -8,7 +8,7 @@ set -euo pipefail
 PACKAGES=(
   g++ cmake make pkg-config
   zlib1g-dev libpng-dev libpq-dev libsqlite3-dev libmongoc-dev libbson-dev libfast-float-dev
-  libdeflate-dev
+  libdeflate-dev poppler-utils
   googletest libgtest-dev
   postgresql sqlite3
   python3 python3-pytest python3-tqdm python3-distributed python3-dask python3-psycopg2

@@ -45,7 +45,9 @@ done
 export PDFBRIKS_PG_CONNINFO="host=127.0.0.1 port=$pg_port user=postgres dbname=postgres"
 echo "with_test_servers: PostgreSQL pid $pg_pid on 127.0.0.1:$pg_port"
 
+# A checkout beside shared/ (as in CI), or a worktree one level further down (work/wt/NAME).
 peer_src="${MONGO_PEER_DIR:-$repo/../shared/mongo-peer}"
+[ -n "${MONGO_PEER_DIR:-}" ] || [ -d "$peer_src" ] || peer_src="$repo/../../shared/mongo-peer"
 [ -f "$peer_src/run-with-mongo-peer.sh" ] || { echo "with_test_servers: no MongoDB-wire peer at $peer_src (set MONGO_PEER_DIR)" >&2; exit 1; }
 peer="$repo/build/mongo-peer"
 if [ ! -d "$peer/node_modules/@push.rocks/smartmongo" ]; then
