@@ -34,5 +34,25 @@ int register_parser_event(char* job_id, char* library_name, char* account_name, 
 int pull_new_doc_id(char* account_name, char* library_name);
 int update_library_inc_totals(char* account_name, char* library_name, int documents, int blocks,
                               int images, int pages, int tables);
+// The back ends of the four calls above, one per database kind (pg, sqlite, mongo), each with its
+// own connection; the calls above dispatch on global_db.
+int register_status_update_pg(char* key, char* summary, char* start_time, char* end_time, int total, int current);
+int register_status_update_sqlite(char* key, char* summary, char* start_time, char* end_time, int total, int current);
+int register_status_update_mongo(char* key, char* summary, char* start_time, char* end_time, int total, int current);
+int register_parser_event_pg(char* job_id, char* library_name, char* account_name, char* file_name,
+    char* message, char* ocr_flag, char* fail_flag, char* time_stamp);
+int register_parser_event_sqlite(char* job_id, char* library_name, char* account_name, char* file_name,
+    char* message, char* ocr_flag, char* fail_flag, char* time_stamp);
+int register_parser_event_mongo(char* job_id, char* library_name, char* account_name, char* file_name,
+    char* message, char* ocr_flag, char* fail_flag, char* time_stamp);
+int pull_new_doc_id_pg(char* account_name, char* library_name);
+int pull_new_doc_id_sqlite(char* account_name, char* library_name);
+int pull_new_doc_id_mongo(char* account_name, char* library_name);
+int update_library_inc_totals_pg(char* account_name, char* library_name, int documents, int blocks,
+    int images, int pages, int tables);
+int update_library_inc_totals_sqlite(char* account_name, char* library_name, int documents, int blocks,
+    int images, int pages, int tables);
+int update_library_inc_totals_mongo(char* account_name, char* library_name, int documents, int blocks,
+    int images, int pages, int tables);
 
 }  // extern "C"
