@@ -148,7 +148,7 @@ def main(argv: list[str] | None = None) -> int:
     try:
         totals = ingest(folder, cfg, workers=args.workers, doc_start=args.doc_num,
                         progress=show_progress(args))
-    except IngestError as exc:
+    except (IngestError, OSError) as exc:  # OSError: a full disk or a lost work folder, say
         print(f"pdfbriks: run stopped: {exc}", file=sys.stderr)
         return 1
     report(totals, cfg, args.workers > 1)
