@@ -3,6 +3,7 @@
 // peer of scripts/with_test_servers.sh, and SQLite) with events, totals and the closing status, the
 // back ends' own bookkeeping rules and refusals, and the lines and targets that differ by level.
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 
@@ -220,6 +221,35 @@ TEST_P(BatchBackend, BookkeepingCalls) {
     EXPECT_LT(pull_new_doc_id(account, text("lib")), 1);
     EXPECT_NE(log.text().find("WARNING: pdf_parser - pull_new_doc_id_pg - connection failed - "), std::string::npos);
   }
+}
+
+// A run keeps one PostgreSQL connection for all its calls and closes it at its end; when the
+// server ends the kept connection between two calls, the next call opens a fresh one and logs
+// nothing more than it would have on its own.
+TEST(BatchPostgres, KeptConnectionReplacedWhenTheServerEndsIt) {
+  DbPlace place(Backend::postgres, "");
+  if (!place.skip().empty()) GTEST_SKIP() << place.skip();
+  place.provision("bookkeeping", "lib");
+  std::string uri = place.uri + " application_name=" + place.account;
+  const std::string ours = "pg_stat_activity WHERE application_name = '" + place.account + "'";
+  global_db = text("postgres");
+  global_db_uri_string = &uri[0];
+  char* account = &place.account[0];
+  auto kept = [&] { return field(place.rows("(SELECT count(*)::int AS c FROM " + ours + ") q").at(0), "c").number; };
+  LogCapture log(9);
+  db_pg_session_begin();
+  EXPECT_EQ(pull_new_doc_id(account, text("lib")), 1);
+  EXPECT_EQ(pull_new_doc_id(account, text("lib")), 2);
+  EXPECT_EQ(kept(), 1);
+  place.exec("SELECT pg_terminate_backend(pid) FROM " + ours);
+  for (int i = 0; i < 100 && kept() > 0; i++) usleep(20000);
+  EXPECT_EQ(pull_new_doc_id(account, text("lib")), 3);
+  update_library_inc_totals(account, text("lib"), 1, 2, 3, 4, 5);
+  db_pg_session_end();
+  EXPECT_EQ(kept(), 0);
+  EXPECT_EQ(count_of(log.text(), "pull_new_doc_id_pg - connection successful"), 3);
+  EXPECT_EQ(count_of(log.text(), "WARNING"), 0) << log.text();
+  EXPECT_EQ(place.text("library", {"unique_doc_id", "documents", "pages"}), "3|1|4");
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, BatchBackend, testing::ValuesIn(ALL_BACKENDS),

@@ -44,7 +44,7 @@ static void build_totals(char* sql, const char* library_name, int documents, int
 }
 
 static PGconn* pg_connect(const char* name, int warn_limit) {
-  PGconn* conn = PQconnectdb(text_or_empty(global_db_uri_string));
+  PGconn* conn = db_pg_connect(text_or_empty(global_db_uri_string));
   if (PQstatus(conn) != CONNECTION_OK) {
     log_at(warn_limit, "WARNING: pdf_parser - %s - connection failed - %s \n", name,
            text_or_empty(global_db_uri_string));
@@ -80,7 +80,7 @@ int pull_new_doc_id_pg(char* account_name, char* library_name) {
   }
   log_at(LOG_DEEP, "DEBUG: pdf_parser - pull_new_doc_id_pg - new doc id - %d \n", doc_id);
   PQclear(result);
-  PQfinish(conn);
+  db_pg_release(conn);
   return doc_id;
 }
 
@@ -171,7 +171,7 @@ int update_library_inc_totals_pg(char* account_name, char* library_name, int doc
     }
   }
   PQclear(result);
-  PQfinish(conn);
+  db_pg_release(conn);
   return 0;
 }
 

@@ -1,5 +1,6 @@
 // output/db_pg.cpp -- write_to_pg: entries [start, stop) of Briks as rows of the table
-// `library_name` on PostgreSQL, one connection per call, values as bound text parameters.
+// `library_name` on PostgreSQL, one connection per call (inside a batch run, the run's kept one),
+// values as bound text parameters.
 // Reads: Briks, my_doc, global_db_uri_string, global_headlines. Writes: the rows, the log, and
 // the header text of a short image brik. Limits: DB_SCRATCH_SIZE bytes of prepared text.
 #include <libpq-fe.h>
@@ -18,6 +19,7 @@
 constexpr int STATEMENT_SIZE = 1000000;  // the insert text; its fixed part is about 450 bytes
 constexpr int PG_PARAMS = 28;            // one per column of the brik table
 constexpr int NUMBER_SIZE = 16;          // "%d" of an int with its sign
+static const char PG_PREPARED[] = "pdfbriks_brik_insert";  // lives as long as the call's connection
 
 static const char PG_COLUMNS[] =
     " (block_ID, doc_ID, content_type, file_type, master_index, master_index2, coords_x, coords_y, "
@@ -92,6 +94,17 @@ static void write_rows_pipelined(PGconn* conn, const char* statement, int start,
     }
   };
   bool pipeline_ok = PQenterPipelineMode(conn) == 1;
+  // The insert is parsed once per call as a prepared statement, which saves the server most of
+  // its work per row. Any refusal under it rolls the round back and the round is sent again as
+  // plain statements, so that every error text is exactly that of a plain insert.
+  bool prepared_ok = false;
+  if (pipeline_ok) {
+    PQsendPrepare(conn, PG_PREPARED, statement, PG_PARAMS, nullptr);
+    PQpipelineSync(conn);
+    prepared_ok = take_result(conn, nullptr) == PGRES_COMMAND_OK;
+    take_result(conn, nullptr);  // the sync
+  }
+  const bool prepared_made = prepared_ok;
   int pos = 0, end = n;
   while (pipeline_ok && pos < n) {
     // ---- send: BEGIN, the pending rows of [pos, end), COMMIT, sync ----
@@ -101,7 +114,11 @@ static void write_rows_pipelined(PGconn* conn, const char* statement, int start,
       if (state[k] != PENDING) continue;
       text_of(k);
       fill_params(start + k, brik_id + k, doc_id, stamp, scratch, numbers, params);
-      PQsendQueryParams(conn, statement, PG_PARAMS, nullptr, params, nullptr, nullptr, 0);
+      if (prepared_ok) {
+        PQsendQueryPrepared(conn, PG_PREPARED, PG_PARAMS, params, nullptr, nullptr, 0);
+      } else {
+        PQsendQueryParams(conn, statement, PG_PARAMS, nullptr, params, nullptr, nullptr, 0);
+      }
       sent.push_back(k);
     }
     send_command(conn, "COMMIT");
@@ -125,7 +142,9 @@ static void write_rows_pipelined(PGconn* conn, const char* statement, int start,
       take_result(conn, nullptr);
       take_result(conn, nullptr);
     }
-    if (begun && refused < 0 && committed) {
+    if (prepared_ok && !(begun && refused < 0 && committed) && PQstatus(conn) == CONNECTION_OK) {
+      prepared_ok = false;  // the same rows again, as plain statements
+    } else if (begun && refused < 0 && committed) {
       for (int k : sent) state[k] = STORED;
       pos = end;
       end = n;
@@ -144,6 +163,8 @@ static void write_rows_pipelined(PGconn* conn, const char* statement, int start,
     }
   }
   PQexitPipelineMode(conn);
+  // A run's kept connection goes on to the next call, which prepares the statement again.
+  if (prepared_made && conn == pg_session_conn) PQclear(PQexec(conn, "DEALLOCATE pdfbriks_brik_insert"));
   // ---- whatever is still pending goes one row at a time ----
   for (int k = 0; k < n; k++) {
     if (state[k] != PENDING) continue;
@@ -172,7 +193,7 @@ int write_to_pg(int start, int stop, char* account_name, char* library_name, int
   // ---- 1. to 4. connection and buffers ----
   log_at(LOG_DEEP, "DEBUG: pdf_parser - write_to_pg - starting here - %d - %d.\n", start, stop);
   const char* conninfo = global_db_uri_string != nullptr ? global_db_uri_string : "";
-  PGconn* conn = PQconnectdb(conninfo);
+  PGconn* conn = db_pg_connect(conninfo);
   log_at(LOG_DEEP, "DEBUG: pdf_parser - write_to_pg - started pgconn connection - %s \n", conninfo);
   char* scratch = static_cast<char*>(malloc(DB_SCRATCH_SIZE));
   char* statement = static_cast<char*>(malloc(STATEMENT_SIZE));
@@ -221,7 +242,7 @@ int write_to_pg(int start, int stop, char* account_name, char* library_name, int
   // ---- 6. close ----
   free(statement);
   free(scratch);
-  PQfinish(conn);
+  db_pg_release(conn);
   return 0;
 }
 

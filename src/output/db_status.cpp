@@ -34,7 +34,7 @@ static const char* statement_refusal(const char* library, const DbRawValue* valu
 // A refused statement is not sent; its reason follows the failure warning.
 static void run_pg_statement(const char* name, const char* sql, const char* refusal) {
   log_at(LOG_DEEP, "DEBUG: pdf_parser - %s - starting.\n", name);
-  PGconn* conn = PQconnectdb(text_or_empty(global_db_uri_string));
+  PGconn* conn = db_pg_connect(text_or_empty(global_db_uri_string));
   if (PQstatus(conn) != CONNECTION_OK) {
     log_at(LOG_WARN, "WARNING: pdf_parser - %s - connection failed - %s \n", name,
            text_or_empty(global_db_uri_string));
@@ -50,7 +50,7 @@ static void run_pg_statement(const char* name, const char* sql, const char* refu
     if (refusal != nullptr) log_at(LOG_WARN, "WARNING: pdf_parser - %s - %s \n", name, refusal);
   }
   PQclear(result);
-  PQfinish(conn);
+  db_pg_release(conn);
 }
 
 // One SQLite statement through a fresh handle: open (waiting for a lock), run as one statement,

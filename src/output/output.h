@@ -1,8 +1,9 @@
 // output/output.h -- the sinks that take briks away: the brik text file, the database
 // dispatcher and its three back ends. All take the same first seven arguments; every caller
-// ignores the result. None keeps state between calls; each database call opens and closes its
-// own connection. The folder carries nothing from one document to the next, so it has no
-// document reset.
+// ignores the result. None keeps state between calls, except that a batch run keeps one
+// PostgreSQL connection open from its first database call to its end (db_pg_session.cpp); outside
+// a run each database call opens and closes its own connection. The folder carries nothing from
+// one document to the next, so it has no document reset.
 #pragma once
 
 extern "C" {
@@ -10,6 +11,17 @@ extern "C" {
 // ---- the folder's own state ----
 constexpr int DB_REFUSAL_TEXT_SIZE = 300;  // a fixed sentence plus one field name; longer names are cut
 extern char db_refusal_text[DB_REFUSAL_TEXT_SIZE];  // db_guard.cpp, db_refusal_reason's result; rewritten at each refusal
+extern int pg_session_open;                 // db_pg_session.cpp: 1 between db_pg_session_begin and _end (the batch run)
+extern struct pg_conn* pg_session_conn;     // db_pg_session.cpp: the run's kept PostgreSQL connection, or null; closed at the run's end
+
+// The PostgreSQL connection of every PostgreSQL call: a fresh one, or inside a batch run the
+// run's kept one when it is still good. db_pg_release finishes a fresh one and keeps a good kept
+// one. The batch entries open the session after setting global_db_uri_string and close it before
+// they return.
+void db_pg_session_begin();
+void db_pg_session_end();
+struct pg_conn* db_pg_connect(const char* conninfo);
+void db_pg_release(struct pg_conn* conn);
 
 int write_to_file(int start, int stop, char* account_name, char* library_name, int doc_id,
                   int brik_id, char* time_stamp, char* file_name);

@@ -140,6 +140,8 @@ static int run_batch(const BatchArgs& a) {
   // ---- 5. the database library; level 3 starts it for MongoDB alone ----
   int is_mongo = strcmp(global_db, "mongo") == 0;
   if (GLOBAL_WRITE_TO_DB == 1 && (a.level < 3 || is_mongo)) mongoc_init();
+  // One PostgreSQL connection serves the whole run (closed below, before the result).
+  db_pg_session_begin();
 
   // ---- the folder scan ----
   int file_count = scan_folder(text_arg(a.input_folder));
@@ -297,6 +299,7 @@ static int run_batch(const BatchArgs& a) {
 
   // ---- the database library's cleanup, whatever global_db says ----
   if (GLOBAL_WRITE_TO_DB == 1) driver_cleanup_wanted = 1;
+  db_pg_session_end();
   return global_total_pages_added;
 }
 
