@@ -79,7 +79,7 @@ TEST(BrikFields, TextBrik) {
   run.run("BT 1 0 0 1 72.9 700.5 Tm (" + words(100) + ") Tj ET", 2);
   ASSERT_EQ(global_brik_counter, 2);
   const BrikRecord& b = Briks[0];
-  EXPECT_EQ(std::string(b.content_type) + b.file_type + b.table + b.external_files, "textPDF");
+  EXPECT_EQ(std::string(b.content_type) + b.file_type + b.table.c_str() + b.external_files, "textPDF");
   EXPECT_EQ(std::vector<int>({b.master_index, b.coords_x, b.coords_y, b.coords_cx, b.coords_cy, b.sub_index,
                               Briks[1].sub_index}), std::vector<int>({2, 72, 700, 2, 0, 0, 1}));
   // Positions truncate; the largest float below 2^31 is an int and stays, past the range is held.

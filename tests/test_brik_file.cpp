@@ -30,8 +30,8 @@ struct SinkFixture {
 void set_brik(int k, const char* type, const char* text, const char* header, int sub_index) {
   BrikRecord* b = &Briks[k];
   strcpy(b->content_type, type);
-  strcpy(b->text, text);
-  strcpy(b->header_text, header);
+  brik_text_set(&b->text, text, strlen(text));
+  brik_text_set(&b->header_text, header, strlen(header));
   b->sub_index = sub_index;
   b->master_index = b->coords_cx = 3;
   b->coords_x = 72;

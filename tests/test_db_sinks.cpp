@@ -12,9 +12,11 @@ char stamp[] = "Mon Nov 23 10:00:00 2026";
 void set_brik(int k, const char* type, const char* text, const char* header = "Head",
               int sub_index = 0, const char* table = "", const char* external = "") {
   BrikRecord& b = Briks[k];
-  std::pair<char*, const char*> texts[] = {{b.content_type, type}, {b.text, text}, {b.header_text, header},
-                                           {b.table, table}, {b.external_files, external}};
+  std::pair<char*, const char*> texts[] = {{b.content_type, type}, {b.external_files, external}};
   for (const auto& t : texts) strcpy(t.first, t.second);
+  brik_text_set(&b.text, text, strlen(text));
+  brik_text_set(&b.header_text, header, strlen(header));
+  brik_text_set(&b.table, table, strlen(table));
   b.sub_index = sub_index;
   b.master_index = 3;
   b.coords_x = 72, b.coords_y = -5, b.coords_cx = 3, b.coords_cy = 7;
@@ -65,8 +67,8 @@ TEST_P(DbSink, StoresAllFieldsInOrderWithTypes) {
     EXPECT_EQ(strcasecmp(got_names.c_str(), names.c_str()), 0) << got_names;
     EXPECT_EQ(kinds, mongo ? "LLttLLLLLL" + std::string(18, 't') : "IIttIIIIII" + std::string(18, 't'));
     EXPECT_EQ(fields(got[k]), std::to_string(20 + k) + "|4|" + b.content_type + "|pdf|4|0|72|-5|3|7|O'Brien|" + stamp +
-                                  "|a.pdf|" + b.table + "|2026-01-02|2026-01-01|maker|" + b.external_files + "|" + b.text +
-                                  "|" + b.header_text + "|" + b.text + "||||" + flag + "|false|false|" + embedding);
+                                  "|a.pdf|" + b.table.c_str() + "|2026-01-02|2026-01-01|maker|" + b.external_files + "|" + b.text.c_str() +
+                                  "|" + b.header_text.c_str() + "|" + b.text.c_str() + "||||" + flag + "|false|false|" + embedding);
   }
 }
 

@@ -226,16 +226,17 @@ TEST(NearbyText, BandsRadiusHeadersAndHeadline) {
     SCOPED_TRACE(row.why);
     Briks[0].coords_x = row.bx;
     Briks[0].coords_y = row.by;
-    snprintf(Briks[0].text, sizeof Briks[0].text, "%s", row.text.c_str());
-    snprintf(Briks[0].header_text, sizeof Briks[0].header_text, "%s", row.header.c_str());
+    brik_text_set(&Briks[0].text, row.text.data(), row.text.size());
+    brik_text_set(&Briks[0].header_text, row.header.data(), row.header.size());
     snprintf(global_headlines, 50000, "%s", row.headline.c_str());
     GLOBAL_GET_HEADER_TEXT = row.get_header;
-    Briks[1].text[0] = Briks[1].header_text[0] = 0;
+    brik_text_clear(&Briks[1].text);
+    brik_text_clear(&Briks[1].header_text);
     nearby_text(0, 1, 0, 0, 1);
-    EXPECT_EQ(std::string(Briks[1].text) + "|" + Briks[1].header_text, row.want + "|" + row.want_header);
+    EXPECT_EQ(std::string(Briks[1].text) + "|" + Briks[1].header_text.c_str(), row.want + "|" + row.want_header);
   }
   GLOBAL_GET_HEADER_TEXT = 1;
-  snprintf(Briks[1].text, sizeof Briks[1].text, "keep");
+  brik_text_set(&Briks[1].text, "keep", 4);
   EXPECT_EQ(nearby_text(GLOBAL_MAX_BRIKS, GLOBAL_MAX_BRIKS, 0, 0, 1), 0);
   EXPECT_EQ(nearby_text(1, 0, 0, 0, 1), 0);
   EXPECT_STREQ(Briks[1].text, "keep");

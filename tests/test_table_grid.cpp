@@ -55,7 +55,7 @@ class TableGrid : public ::testing::Test {
       for (int c = 0; c < cols; c++) close(text, 100.0f + 60 * c, first_y - 20 * r);
   }
   void newest() { close("newest", 100, 10); }  // the newest row, which the test always leaves out
-  std::string table() { return Briks[global_brik_counter - 1].table; }
+  std::string table() { return Briks[global_brik_counter - 1].table.c_str(); }
   // One written row with marks: row number `r`, the cells' texts in columns A, B, ...
   static std::string marks(int r, const std::vector<std::string>& cells) {
     std::string s = " <tr>";
@@ -238,7 +238,7 @@ TEST_F(TableGrid, ShortAndLongRows) {
     ASSERT_EQ(table_reconstruct(0, 1), 1) << r.why;
     std::string t = table();
     EXPECT_EQ(t.substr(r.marks ? t.find(" <tr> <th> <A6>") : 2 + 5 * 27, r.expect.size()), r.expect) << r.why;
-    std::string plain = Briks[global_brik_counter - 1].text;
+    std::string plain = Briks[global_brik_counter - 1].text.c_str();
     EXPECT_EQ(plain.substr(plain.size() - r.plain.size()), r.plain) << r.why;
   }
 }

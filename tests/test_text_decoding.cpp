@@ -105,7 +105,7 @@ TEST(BoxDecoding, HeadlineText) {
     run.run(r.content);
     ASSERT_EQ(global_brik_counter, 1) << r.why;
     EXPECT_STREQ(Briks[0].header_text, r.header) << r.why;
-    if (&r == &rows[0]) { EXPECT_EQ(std::string(global_headlines) + "|" + Briks[0].text, "Big |Bigsmall"); }
+    if (&r == &rows[0]) { EXPECT_EQ(std::string(global_headlines) + "|" + Briks[0].text.c_str(), "Big |Bigsmall"); }
   }
 }
 

@@ -109,9 +109,13 @@ void image_fill_brik(const char* file_name, int page_index, int image_index, int
   brik->coords_cy = width;
   snprintf(brik->content_type, sizeof brik->content_type, "%s", "image");
   snprintf(brik->external_files, sizeof brik->external_files, "%s", file_name);
-  brik->header_text[0] = 0;
-  brik->text[0] = 0;
-  snprintf(brik->table, sizeof brik->table, "%s", page_success == 0 ? "OCR_FLAG" : "");
+  brik_text_clear(&brik->header_text);
+  brik_text_clear(&brik->text);
+  if (page_success == 0) {
+    brik_text_set(&brik->table, "OCR_FLAG", 8);
+  } else {
+    brik_text_clear(&brik->table);
+  }
 }
 
 void image_finish_brik(void) {

@@ -16,7 +16,6 @@ constexpr int HEADER_FIT = 9899;         // ... plus a header, in the header acc
 constexpr int BAND = 299;                // |dx| or |dy| up to this: in the image's column or row band
 constexpr float RADIUS = 700.0f;         // off both bands, nearer than this
 constexpr int HEADLINE_MAX = 999;        // a longer headline is never taken as the fallback
-constexpr int BRIK_TEXT_SIZE = 50000;    // BrikRecord::text and header_text
 
 // The accumulators live for the whole run: one image at a time, emptied at each call.
 extern "C" {
@@ -99,18 +98,18 @@ int nearby_text(int start, int stop, int x, int y, int self) {
     BrikRecord& own = Briks[self];
     int headline = headline_length_if_usable();
     if (text_len > 0) {
-      memcpy(own.text, nearby_text_acc, static_cast<size_t>(text_len) + 1);
+      brik_text_set(&own.text, nearby_text_acc, static_cast<size_t>(text_len));
     } else if (headline >= 0) {
-      memcpy(own.text, global_headlines, static_cast<size_t>(headline) + 1);
+      brik_text_set(&own.text, global_headlines, static_cast<size_t>(headline));
     } else {
-      own.text[0] = 0;
+      brik_text_clear(&own.text);
     }
     if (header_len > 0 && GLOBAL_GET_HEADER_TEXT == 1) {
-      memcpy(own.header_text, nearby_header_acc, static_cast<size_t>(header_len) + 1);
+      brik_text_set(&own.header_text, nearby_header_acc, static_cast<size_t>(header_len));
     } else if (headline >= 0 && GLOBAL_GET_HEADER_TEXT == 1) {
-      memcpy(own.header_text, global_headlines, static_cast<size_t>(headline) + 1);
+      brik_text_set(&own.header_text, global_headlines, static_cast<size_t>(headline));
     } else {
-      own.header_text[0] = 0;
+      brik_text_clear(&own.header_text);
     }
   }
 

@@ -14,7 +14,7 @@ constexpr int PATH_SIZE = 500;              // work folder plus file name
 constexpr int TEXT_SEARCH_SIZE = 100000;    // a brik's text plus the headlines, for <text_search>
 constexpr int SHORT_IMAGE_TEXT = 9;         // image briks with this much nearby text or less get the headlines
 constexpr int SHORT_IMAGE_HEADER = 20;      // ... and, below this header length, the headlines in the header too
-constexpr int HEADER_TEXT_SIZE = 50000;     // BrikRecord::header_text
+constexpr size_t HEADER_TEXT_SIZE = BRIK_HEADER_SIZE;
 
 // Appends `src` to the zero-terminated `dst` of `size` bytes; what does not fit is dropped.
 static void append_text(char* dst, size_t size, const char* src) {
@@ -60,8 +60,8 @@ int write_to_file(int start, int stop, char* account_name, char* library_name, i
     if (is_image && strlen(text_search) <= static_cast<size_t>(SHORT_IMAGE_TEXT) && headlines[0] != 0) {
       append_text(text_search, TEXT_SEARCH_SIZE, headlines);
       if (strlen(brik->header_text) < static_cast<size_t>(SHORT_IMAGE_HEADER) && GLOBAL_GET_HEADER_TEXT == 1) {
-        append_text(brik->header_text, HEADER_TEXT_SIZE, " ");
-        append_text(brik->header_text, HEADER_TEXT_SIZE, headlines);
+        brik_text_append(&brik->header_text, " ", 1, HEADER_TEXT_SIZE);
+        brik_text_append(&brik->header_text, headlines, strlen(headlines), HEADER_TEXT_SIZE);
       }
     }
     // ---- 3. the CMYK mark of image briks ----
@@ -80,13 +80,13 @@ int write_to_file(int start, int stop, char* account_name, char* library_name, i
     fprintf(out, "\n<author_or_speaker>: %s,", my_doc.author);
     fprintf(out, "\n<added_to_collection>: %s,", stamp);
     fprintf(out, "\n<file_source>: %s,", my_doc.file_name);
-    fprintf(out, "\n<table>: %s,", brik->table);
+    fprintf(out, "\n<table>: %s,", brik->table.c_str());
     fprintf(out, "\n<modified_date>: %s,", my_doc.modified_date);
     fprintf(out, "\n<created_date>: %s,", my_doc.created_date);
     fprintf(out, "\n<creator_tool>: %s,", my_doc.creator_tool);
     fprintf(out, "\n<external_files>: %s,", brik->external_files);
-    fprintf(out, "\n<text>: %s,", brik->text);
-    fprintf(out, "\n<header_text>: %s,", brik->header_text);
+    fprintf(out, "\n<text>: %s,", brik->text.c_str());
+    fprintf(out, "\n<header_text>: %s,", brik->header_text.c_str());
     fprintf(out, "\n<text_search>: %s,", text_search);
     fprintf(out, "\n<user_tags>: %s,", "");
     fprintf(out, "\n<special_field1>: %s,", "");

@@ -216,7 +216,7 @@ int write_to_pg(int start, int stop, char* account_name, char* library_name, int
     BrikRecord* brik = &Briks[i];
     // Intended: the flag is worked out and then not sent; the SQL sinks store "cmyk_flag".
     db_prepare_text(i, scratch, DB_INVALID_HEADER_ALWAYS, PG_REMEDIATION);
-    log_at(LOG_DEEP, "DEBUG: writing to db: %s \n", brik->text);
+    log_at(LOG_DEEP, "DEBUG: writing to db: %s \n", brik->text.c_str());
     char numbers[7][NUMBER_SIZE];
     const char* params[PG_PARAMS];
     fill_params(i, brik_id, doc_id, stamp, scratch, numbers, params);

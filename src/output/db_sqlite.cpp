@@ -19,8 +19,8 @@ constexpr int STATEMENT_SIZE = 1000000;  // holds the fixed text and every value
 // PQescapeString writes at most twice the input plus the terminator, so each buffer takes its
 // source's capacity twice over.
 constexpr size_t ESCAPED_TEXT_SIZE = 2 * DB_SCRATCH_SIZE + 1;
-constexpr size_t ESCAPED_HEADER_SIZE = 2 * sizeof(BrikRecord::header_text) + 1;
-constexpr size_t ESCAPED_TABLE_SIZE = 2 * sizeof(BrikRecord::table) + 1;
+constexpr size_t ESCAPED_HEADER_SIZE = 2 * BRIK_HEADER_SIZE + 1;
+constexpr size_t ESCAPED_TABLE_SIZE = 2 * BRIK_TABLE_SIZE + 1;
 constexpr size_t ESCAPED_DOC_SIZE = 2 * sizeof(DocumentRecord::author) + 1;  // author, then file name
 
 static const char SQLITE_COLUMNS[] =
@@ -92,7 +92,7 @@ int write_to_sqlite(int start, int stop, char* account_name, char* library_name,
     // Intended: the flag is worked out and then not written; the row always says 'cmyk_flag'.
     db_prepare_text(i, scratch, DB_INVALID_HEADER_IF_ON,
                     "DEBUG:  pdf_parser - write_to_sqlite - fails bson validation - remediating.\n");
-    log_at(LOG_DEEP, "DEBUG: pdf_parser - writing to db: %s \n", brik->text);
+    log_at(LOG_DEEP, "DEBUG: pdf_parser - writing to db: %s \n", brik->text.c_str());
     size_t text_length = escape(escaped_text, scratch);
     size_t header_length = escape(escaped_header, brik->header_text);
     size_t table_length = escape(escaped_table, brik->table);

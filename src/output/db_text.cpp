@@ -7,10 +7,11 @@
 #include <bson/bson.h>
 
 #include <cstring>
+#include <string>
 
 #include "run/run_state.h"
 
-constexpr size_t HEADER_TEXT_SIZE = sizeof(BrikRecord::header_text);
+constexpr size_t HEADER_TEXT_SIZE = BRIK_HEADER_SIZE;
 
 // Appends `add` bytes of `src` to the zero-terminated `dst` of `size` bytes, dropping what does
 // not fit. `n` is strlen(dst); the new length is returned.
@@ -60,15 +61,17 @@ static const char* prepare(int i, char* scratch, int invalid_header_rule, const 
       n = append_bytes(scratch, n, DB_SCRATCH_SIZE, " ", 1);
       n = append_bytes(scratch, n, DB_SCRATCH_SIZE, headlines, strlen(headlines));
       if (apply && h < static_cast<size_t>(DB_SHORT_IMAGE_HEADER) && GLOBAL_GET_HEADER_TEXT == 1) {
-        h = append_bytes(brik->header_text, h, HEADER_TEXT_SIZE, " ", 1);
-        append_bytes(brik->header_text, h, HEADER_TEXT_SIZE, headlines, strlen(headlines));
+        brik_text_append(&brik->header_text, " ", 1, HEADER_TEXT_SIZE);
+        brik_text_append(&brik->header_text, headlines, strlen(headlines), HEADER_TEXT_SIZE);
       }
     } else {
       // Intended: no blank before the kept bytes, and no length test on the header; PostgreSQL
       // even ignores GLOBAL_GET_HEADER_TEXT here.
       n = remediate_into(scratch, n, DB_SCRATCH_SIZE, headlines);
       if (apply && (invalid_header_rule == DB_INVALID_HEADER_ALWAYS || GLOBAL_GET_HEADER_TEXT == 1)) {
-        remediate_into(brik->header_text, h, HEADER_TEXT_SIZE, headlines);
+        std::string kept(strlen(headlines) + 1, '\0');
+        size_t k = remediate_into(&kept[0], 0, kept.size(), headlines);
+        brik_text_append(&brik->header_text, kept.data(), k, HEADER_TEXT_SIZE);
       }
     }
   }

@@ -231,6 +231,8 @@ void document_arrays_end(void) {
   // Briks are written at global_brik_counter only, so the entries up to the document's highest
   // count are all that can hold anything (see clear_kept).
   if (global_brik_counter > global_brik_high_water) global_brik_high_water = global_brik_counter;
+  // Every record's text fields, whatever the counts say: the records are zeroed below.
+  brik_texts_release(GLOBAL_MAX_BRIKS);
   give_back_kept(&kept_briks, Briks, briks_size(), records_used(global_brik_high_water, sizeof(BrikRecord)));
   Briks = nullptr;
   give_back_kept(&kept_fonts, Font_CMAP, fonts_size(), records_used(global_font_count, sizeof(FontRecord)));

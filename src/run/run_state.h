@@ -83,9 +83,24 @@ extern int global_table_count;          // batch entries only: tables made
 extern int global_total_pages_added;    // Run: pages that yielded a brik; every entry's result
 
 // ---- the two shared records ----
-// The small fields come first and `text` right after them, so that an ordinary text brik is
-// written within its first pages; a record touches the pages of header_text and table only as far
-// as they are written (resident memory of the array follows what the briks hold).
+// A text field of a brik record. Its bytes live in memory of their own, as long as what was
+// written into it, so a record is small and a thousand records with short texts take a few
+// hundred kilobytes instead of 200 KB of fixed arrays each (of which every record touched three
+// pages). It reads as a zero-terminated text, "" when never written, and it holds what was last
+// written into it until the record's field is written again, as a fixed array would; what a
+// writer puts in stays within the field's capacity (the BRIK_*_SIZE below), as before. Writers
+// go through brik_text_set, brik_text_append and brik_text_clear; the fields of every record are
+// released with the document's arrays (brik_texts_release).
+struct BrikText {
+  char* data;    // null: never written, reads as ""
+  uint32_t cap;  // bytes at data
+  operator const char*() const { return data != nullptr ? data : ""; }
+  const char* c_str() const { return data != nullptr ? data : ""; }
+};
+constexpr size_t BRIK_TEXT_SIZE = 50000;     // capacity of text, terminating zero included
+constexpr size_t BRIK_HEADER_SIZE = 50000;   // of header_text
+constexpr size_t BRIK_TABLE_SIZE = 100000;   // of table
+
 struct BrikRecord {
   int32_t master_index;        // zero-based page number
   int32_t sub_index;           // image number on the page (-3 CMYK), or box index
@@ -96,10 +111,21 @@ struct BrikRecord {
   char content_type[20];       // "text", "table" or "image"
   char file_type[20];          // "PDF" on text, "pdf" on tables
   char external_files[50];     // exported image file name
-  char text[50000];
-  char header_text[50000];
-  char table[100000];
+  BrikText text;               // BRIK_TEXT_SIZE
+  BrikText header_text;        // BRIK_HEADER_SIZE
+  BrikText table;              // BRIK_TABLE_SIZE
 };
+
+// brik_text.cpp. The field becomes the first `n` bytes of `src` (n below its capacity), then a
+// zero. Appending adds `add` bytes of `src` behind the field's text, dropping what would not fit
+// in `size` bytes with the terminating zero, as an append into a fixed array of `size` bytes
+// would. Clearing empties the field without taking memory. Should memory run out, the field
+// keeps what it held, and a line says so in the log.
+void brik_text_set(BrikText* field, const char* src, size_t n);
+void brik_text_append(BrikText* field, const char* src, size_t add, size_t size);
+void brik_text_clear(BrikText* field);
+// Releases the text fields of Briks[0, count) and leaves them empty (document_arrays_end).
+void brik_texts_release(int count);
 
 struct DocumentRecord {
   char author[1000];

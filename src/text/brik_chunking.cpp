@@ -103,13 +103,13 @@ static void fill_header_text(BrikRecord* brik) {
     global_headlines[n + head_text_len + 1] = 0;
   }
   if (head_text_len == 0 || head_text_len >= PAGE_HEADLINE_LIMIT) {
-    brik->header_text[0] = 0;
+    brik_text_clear(&brik->header_text);
     return;
   }
   if (GLOBAL_GET_HEADER_TEXT == 1) {
-    memcpy(brik->header_text, head_text, head_text_len + 1);
+    brik_text_set(&brik->header_text, head_text, head_text_len);
   } else {
-    brik->header_text[0] = 0;
+    brik_text_clear(&brik->header_text);
   }
   if (page_headline_len + head_text_len < PAGE_HEADLINE_LIMIT) {
     memcpy(page_headline + page_headline_len, head_text, head_text_len);
@@ -136,7 +136,7 @@ static void add_text_brik(int page, int box_index) {
   strcpy(brik->content_type, "text");
   strcpy(brik->file_type, "PDF");
   brik->master_index = page;
-  memcpy(brik->text, core_text_out, core_text_out_len + 1);
+  brik_text_set(&brik->text, core_text_out, core_text_out_len);
   brik->coords_x = truncate_position(tm_x);
   brik->coords_y = truncate_position(tm_y);
   brik->coords_cx = page;
@@ -144,7 +144,7 @@ static void add_text_brik(int page, int box_index) {
   brik->sub_index = box_index;
   brik->external_files[0] = 0;
   fill_header_text(brik);
-  brik->table[0] = 0;
+  brik_text_clear(&brik->table);
 }
 
 static int chunk_log_limit(int page) { return page < 10 ? LOG_DEBUG : LOG_DEEP; }
@@ -217,7 +217,7 @@ int brik_closing_pass(int page, int box_count) {
     size_t previous_len = strlen(previous->text);
     if (static_cast<size_t>(core_text_len) + previous_len < static_cast<size_t>(SHORT_TAIL_JOIN_LIMIT) &&
         has_non_blank(core_text_out, core_text_out_len)) {
-      memcpy(previous->text + previous_len, core_text, core_text_len + 1);
+      brik_text_append(&previous->text, core_text, core_text_len, BRIK_TEXT_SIZE);
     }
     return 0;
   }

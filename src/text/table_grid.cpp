@@ -281,6 +281,10 @@ static void copy_field(char* dst, size_t capacity, const char* src) {
   dst[n] = 0;
 }
 
+static void copy_text_field(BrikText* dst, size_t capacity, const char* src) {
+  brik_text_set(dst, src != nullptr ? src : "", src != nullptr ? strnlen(src, capacity - 1) : 0);
+}
+
 // ---- the steps of table_reconstruct ----
 
 // ---- 1-2. the most common cell count among rows 0..rows-1, looked for among counts 0..19, the
@@ -370,14 +374,14 @@ static void write_table_brik(int page, int box_count) {
   b.sub_index = box_count - 1;
   b.external_files[0] = 0;
   if (core_text_out != nullptr && strnlen(core_text_out, CORE_TEXT_SIZE) > CORE_TEXT_OUT_FULL)
-    b.text[0] = 0;
+    brik_text_clear(&b.text);
   else
-    copy_field(b.text, sizeof b.text, core_text);
+    copy_text_field(&b.text, BRIK_TEXT_SIZE, core_text);
   if (page_headline != nullptr && page_headline[0] != 0 && GLOBAL_GET_HEADER_TEXT == 1)
-    copy_field(b.header_text, sizeof b.header_text, page_headline);
+    copy_text_field(&b.header_text, BRIK_HEADER_SIZE, page_headline);
   else
-    b.header_text[0] = 0;
-  copy_field(b.table, sizeof b.table, table_text_out_final);
+    brik_text_clear(&b.header_text);
+  copy_text_field(&b.table, BRIK_TABLE_SIZE, table_text_out_final);
 }
 
 // End-of-call test of the grid. When the rows look like a table, one table brik is written to

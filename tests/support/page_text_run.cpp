@@ -49,7 +49,7 @@ int PageTextRun::run(const std::string& content, int page) {
 
 std::vector<std::string> PageTextRun::texts() const {
   std::vector<std::string> out;
-  for (int k = 0; k < global_brik_counter; k++) out.push_back(Briks[k].text);
+  for (int k = 0; k < global_brik_counter; k++) out.push_back(Briks[k].text.c_str());
   return out;
 }
 
