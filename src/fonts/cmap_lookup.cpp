@@ -13,6 +13,7 @@
 extern "C" {
 CmapIndex cmap_index_slots[CMAP_INDEX_SLOTS];  // declared in fonts.h
 int cmap_index_next_victim = 0;
+int cmap_index_last_slot = 0;
 }  // extern "C"
 
 namespace {
@@ -53,7 +54,13 @@ void extend_slot(CmapIndex& slot, const FontRecord& font, int count) {
 
 // The slot for this font, built or brought up to `count` pairs.
 CmapIndex& slot_for(int font_index, const FontRecord& font, int count) {
+  // The slot of the previous look-up first: the characters of a string share one font.
+  CmapIndex& last = cmap_index_slots[cmap_index_last_slot];
+  if (last.font_index == font_index && last.table == Font_CMAP && last.count == count && ends_hold(last, font)) {
+    return last;
+  }
   for (CmapIndex& slot : cmap_index_slots) {
+    cmap_index_last_slot = static_cast<int>(&slot - cmap_index_slots);
     if (slot.font_index != font_index || slot.table != Font_CMAP) continue;
     if (slot.count > count || !ends_hold(slot, font)) {
       clear_slot(slot);
@@ -63,6 +70,7 @@ CmapIndex& slot_for(int font_index, const FontRecord& font, int count) {
     if (slot.count < count) extend_slot(slot, font, count);
     return slot;
   }
+  cmap_index_last_slot = cmap_index_next_victim;
   CmapIndex& slot = cmap_index_slots[cmap_index_next_victim];
   cmap_index_next_victim = (cmap_index_next_victim + 1) % CMAP_INDEX_SLOTS;
   clear_slot(slot);

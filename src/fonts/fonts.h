@@ -80,7 +80,7 @@ void font_pool_reset(void);
 
 // ---- the folder's own state; each group is defined in the file it names ----
 // cmap_lookup.cpp: the index behind cmap_get_char; only the cost of a look-up depends on it.
-constexpr int CMAP_INDEX_SLOTS = 32;          // fonts indexed at once; the oldest slot is reused next
+constexpr int CMAP_INDEX_SLOTS = 8;           // fonts indexed at once; the oldest slot is reused next
 constexpr int CMAP_INDEX_CODE_RANGE = 65536;  // codes 0..65535 are indexed; others are walked
 // One font's index: first_pos[code] is the position + 1 of the code's first pair, 0 if none.
 // It is trusted only while the record's first and last indexed pairs still read as they did,
@@ -96,6 +96,7 @@ struct CmapIndex {
 };
 extern CmapIndex cmap_index_slots[CMAP_INDEX_SLOTS];  // cmap_get_char; forgotten by map writers, font pass, fonts_document_reset
 extern int cmap_index_next_victim;    // cmap_get_char; never reset: it picks a slot, not an answer
+extern int cmap_index_last_slot;      // cmap_get_char: the slot of the last look-up, tried first; never reset (a hint only)
 
 // cmap_reader.cpp: the working storage of one ToUnicode reading; readings never nest.
 constexpr int CMAP_MAX_SECTIONS = 200;  // bfchar and bfrange sections each; later ones are not read
