@@ -5,7 +5,10 @@
 // TEXT_SEARCH_SIZE bytes.
 #include <cstdio>
 #include <cstdlib>
+#include <charconv>
 #include <cstring>
+#include <string>
+#include <string_view>
 
 #include "output/output.h"
 #include "run/run_state.h"
@@ -24,6 +27,21 @@ static void append_text(char* dst, size_t size, const char* src) {
   if (add > size - 1 - n) add = size - 1 - n;
   memcpy(dst + n, src, add);
   dst[n + add] = 0;
+}
+
+// One field of a record: its label, the value, and the comma that ends it.
+static void field_text(std::string& record, std::string_view label, const char* value) {
+  record += label;
+  record += value;
+  record += ',';
+}
+
+static void field_int(std::string& record, std::string_view label, int value) {
+  char digits[16];
+  auto end = std::to_chars(digits, digits + sizeof digits, value).ptr;  // the digits of "%d"
+  record += label;
+  record.append(digits, static_cast<size_t>(end - digits));
+  record += ',';
 }
 
 extern "C" {
@@ -51,6 +69,7 @@ int write_to_file(int start, int stop, char* account_name, char* library_name, i
   char* text_search = static_cast<char*>(malloc(TEXT_SEARCH_SIZE));
   const char* stamp = time_stamp != nullptr ? time_stamp : "";
   const char* headlines = global_headlines != nullptr ? global_headlines : "";
+  std::string record;
   for (int i = start; i < stop; i++) {
     BrikRecord* brik = &Briks[i];
     // ---- 1. and 2. text_search; a short image brik takes the headlines ----
@@ -67,34 +86,38 @@ int write_to_file(int start, int stop, char* account_name, char* library_name, i
     // ---- 3. the CMYK mark of image briks ----
     const char* flag = is_image && brik->sub_index == -3 ? "CMYK_FLAG" : "";
     // ---- 4. the record ----
-    fprintf(out, "\n<block_ID>: %d,", brik_id);
-    fprintf(out, "\n<doc_ID>: %d,", doc_id);
-    fprintf(out, "\n<content_type>: %s,", brik->content_type);
-    fprintf(out, "\n<file_type>: %s,", "pdf");
-    fprintf(out, "\n<master_index>: %d,", brik->master_index + 1);
-    fprintf(out, "\n<master_index2>: %d,", 0);
-    fprintf(out, "\n<coords_x>: %d,", brik->coords_x);
-    fprintf(out, "\n<coords_y>: %d,", brik->coords_y);
-    fprintf(out, "\n<coords_cx>: %d,", brik->coords_cx);
-    fprintf(out, "\n<coords_cy>: %d,", brik->coords_cy);
-    fprintf(out, "\n<author_or_speaker>: %s,", my_doc.author);
-    fprintf(out, "\n<added_to_collection>: %s,", stamp);
-    fprintf(out, "\n<file_source>: %s,", my_doc.file_name);
-    fprintf(out, "\n<table>: %s,", brik->table.c_str());
-    fprintf(out, "\n<modified_date>: %s,", my_doc.modified_date);
-    fprintf(out, "\n<created_date>: %s,", my_doc.created_date);
-    fprintf(out, "\n<creator_tool>: %s,", my_doc.creator_tool);
-    fprintf(out, "\n<external_files>: %s,", brik->external_files);
-    fprintf(out, "\n<text>: %s,", brik->text.c_str());
-    fprintf(out, "\n<header_text>: %s,", brik->header_text.c_str());
-    fprintf(out, "\n<text_search>: %s,", text_search);
-    fprintf(out, "\n<user_tags>: %s,", "");
-    fprintf(out, "\n<special_field1>: %s,", "");
-    fprintf(out, "\n<special_field2>: %s,", "");
-    fprintf(out, "\n<special_field3>: %s,", flag);
-    fprintf(out, "\n<graph_status>: false");
-    fprintf(out, "\n<dialog>: false");
-    fprintf(out, "%s\n", "<END_BLOCK>");
+    // Built in one buffer and written with one call; the bytes are those of a formatted write
+    // per field ("%d" and "%s"), without the cost of 27 formatted writes per brik.
+    record.clear();
+    field_int(record, "\n<block_ID>: ", brik_id);
+    field_int(record, "\n<doc_ID>: ", doc_id);
+    field_text(record, "\n<content_type>: ", brik->content_type);
+    field_text(record, "\n<file_type>: ", "pdf");
+    field_int(record, "\n<master_index>: ", brik->master_index + 1);
+    field_int(record, "\n<master_index2>: ", 0);
+    field_int(record, "\n<coords_x>: ", brik->coords_x);
+    field_int(record, "\n<coords_y>: ", brik->coords_y);
+    field_int(record, "\n<coords_cx>: ", brik->coords_cx);
+    field_int(record, "\n<coords_cy>: ", brik->coords_cy);
+    field_text(record, "\n<author_or_speaker>: ", my_doc.author);
+    field_text(record, "\n<added_to_collection>: ", stamp);
+    field_text(record, "\n<file_source>: ", my_doc.file_name);
+    field_text(record, "\n<table>: ", brik->table);
+    field_text(record, "\n<modified_date>: ", my_doc.modified_date);
+    field_text(record, "\n<created_date>: ", my_doc.created_date);
+    field_text(record, "\n<creator_tool>: ", my_doc.creator_tool);
+    field_text(record, "\n<external_files>: ", brik->external_files);
+    field_text(record, "\n<text>: ", brik->text);
+    field_text(record, "\n<header_text>: ", brik->header_text);
+    field_text(record, "\n<text_search>: ", text_search);
+    field_text(record, "\n<user_tags>: ", "");
+    field_text(record, "\n<special_field1>: ", "");
+    field_text(record, "\n<special_field2>: ", "");
+    field_text(record, "\n<special_field3>: ", flag);
+    record += "\n<graph_status>: false";
+    record += "\n<dialog>: false";
+    record += "<END_BLOCK>\n";
+    fwrite(record.data(), 1, record.size(), out);
     brik_id++;
   }
   fclose(out);
