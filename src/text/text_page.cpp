@@ -866,6 +866,19 @@ static void hex_byte(unsigned char c) {
   }
 }
 
+// The bytes that make a step act outside strings: "\\", "(", "<", "[" and "T" always, "B"
+// and "E" outside an array, "]", "-", "." and the digits inside one.
+static constexpr struct ByteActs {
+  bool outside_array[256] = {};
+  bool in_array[256] = {};
+  constexpr ByteActs() : outside_array(), in_array() {
+    for (unsigned char c : {'\\', '(', '<', '[', 'T'}) outside_array[c] = in_array[c] = true;
+    outside_array['B'] = outside_array['E'] = true;
+    for (unsigned char c : {']', '-', '.'}) in_array[c] = true;
+    for (int c = '0'; c <= '9'; c++) in_array[c] = true;
+  }
+} BYTE_ACTS{};
+
 // ---- 4. one text box: every byte of [box_start, box_stop) through the steps a to p ----
 static void decode_box(int box) {
   // ---- 4.1 the box's state: strings, escapes and line emptied, the pen at 0, the box's cm ----
@@ -889,6 +902,14 @@ static void decode_box(int box) {
   ByteModes m;
   load_modes(&m);
   for (int i = box_start[box]; i < stop; i++) {
+    // Outside strings, hex strings and escapes, only a few bytes make any step act: those of
+    // ACTS_OUTSIDE_ARRAY, or of ACTS_IN_ARRAY inside an array. The bytes in between are passed
+    // over in one step; none of them changes anything, so what follows is the same.
+    if (!m.string && !m.hex && !m.escape) {
+      const bool* acts = m.array ? BYTE_ACTS.in_array : BYTE_ACTS.outside_array;
+      while (i < stop && !acts[bytes[i]]) i++;
+      if (i >= stop) break;
+    }
     unsigned char c = bytes[i];
     if (m.escape || c == '\\') {                                // a
       track_escape(c);
