@@ -140,15 +140,15 @@ static int objstm_inflate(int start, int stop) {
 // ---- 2. the header: object numbers and offsets, up to the first "<" or "[" ----
 // An offset that the header never gave is taken as the data's end: the object gets no bytes.
 struct ObjstmHeader {
-  std::vector<int> numbers;  // OBJSTM_HEADER_MAX entries, the first `count` read
-  std::vector<int> offsets;  // OBJSTM_HEADER_MAX entries, the data's length where none was read
+  std::vector<int> numbers;  // the object numbers read, at most OBJSTM_HEADER_MAX
+  std::vector<int> offsets;  // the offsets read, at most OBJSTM_HEADER_MAX; see offset_of
   int count;                 // object numbers read
   int first;                 // position of the first "<" or "["; 0 when there is none
 };
 
 static void objstm_read_header(const unsigned char* data, int length, ObjstmHeader* h) {
-  h->numbers.assign(OBJSTM_HEADER_MAX, 0);
-  h->offsets.assign(OBJSTM_HEADER_MAX, length);
+  h->numbers.clear();
+  h->offsets.clear();
   h->count = 0;
   h->first = 0;
   std::vector<int64_t> digits(OBJSTM_DIGITS_MAX + 1, 0);
@@ -165,11 +165,11 @@ static void objstm_read_header(const unsigned char* data, int length, ObjstmHead
       digit_count = 0;
       in_number = 0;
       if (expect_number == 1) {
-        if (h->count < OBJSTM_HEADER_MAX) h->numbers[h->count++] = value;
+        if (h->count < OBJSTM_HEADER_MAX) h->numbers.push_back(value), h->count++;
         else header_full = true;
         expect_number = 0;
       } else {
-        if (offset_count < OBJSTM_HEADER_MAX) h->offsets[offset_count++] = value;
+        if (offset_count < OBJSTM_HEADER_MAX) h->offsets.push_back(value), offset_count++;
         else header_full = true;
         expect_number = 1;
       }
@@ -203,10 +203,16 @@ struct ObjstmCopy {
 
 // 3.1 and 3.2: the source span of object k in the inflated data; the last object takes at most
 // OBJSTM_LAST_OBJECT_MAX bytes.
+// Offset k as read, or the data's length where the header gave none. (The lists grow as the
+// header is read instead of being filled to their capacity for every stream.)
+static int offset_of(const ObjstmHeader& h, int k, int length) {
+  return k < static_cast<int>(h.offsets.size()) ? h.offsets[k] : length;
+}
+
 static void objstm_source_span(const ObjstmHeader& h, int k, int length, int* src_start, int* src_stop) {
-  *src_start = object_source_start(h.first, h.offsets[k], length);
+  *src_start = object_source_start(h.first, offset_of(h, k, length), length);
   if (k + 1 < h.count) {
-    *src_stop = object_source_start(h.first, h.offsets[k + 1], length);
+    *src_stop = object_source_start(h.first, offset_of(h, k + 1, length), length);
   } else {
     *src_stop = *src_start + OBJSTM_LAST_OBJECT_MAX < length ? *src_start + OBJSTM_LAST_OBJECT_MAX : length;
   }
