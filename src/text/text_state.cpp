@@ -49,35 +49,43 @@ static float token_value(const char* token, int token_length) {
   return static_cast<float>(atof(text));
 }
 
-static void keep_number(WindowNumbers* numbers, float v) {
-  numbers->value[0] = numbers->value[1];
-  numbers->value[1] = numbers->value[2];
-  numbers->value[2] = v;
-  numbers->count++;
-}
-
 // Walks bytes [0, length) of the window, stopping at a zero byte. Digits, a leading "-" and
 // every "." build a token; a blank or line end closes it; any other byte is passed over without
 // closing it, so "12Q3" reads as 123. A token still open at the end counts too.
+// Only the last three tokens are ever used, so only they are turned into numbers (the earlier
+// ones are counted and their text overwritten); the values are those of reading every token.
 static void read_window_numbers(const char* bytes, int length, WindowNumbers* numbers) {
   numbers->count = 0;
   numbers->value[0] = numbers->value[1] = numbers->value[2] = 0;
   if (bytes == nullptr) return;
-  char token[READER_TOKEN_SIZE];
-  int token_length = 0;
+  char token[3][READER_TOKEN_SIZE];
+  int token_length[3] = {0, 0, 0};
+  int tokens = 0;  // tokens closed; the open one is written at token[tokens % 3]
+  int open_length = 0;
   for (int i = 0; i < length; i++) {
     unsigned char c = static_cast<unsigned char>(bytes[i]);
     if (c == 0) break;
-    if ((c >= '0' && c <= '9') || c == '.' || (c == '-' && token_length == 0)) {
-      if (token_length < READER_TOKEN_SIZE - 1) token[token_length++] = static_cast<char>(c);
+    if ((c >= '0' && c <= '9') || c == '.' || (c == '-' && open_length == 0)) {
+      if (open_length < READER_TOKEN_SIZE - 1) token[tokens % 3][open_length++] = static_cast<char>(c);
     } else if (c == ' ' || c == '\n' || c == '\r') {
-      if (token_length > 0) {
-        keep_number(numbers, token_value(token, token_length));
-        token_length = 0;
+      if (open_length > 0) {
+        token_length[tokens % 3] = open_length;
+        tokens++;
+        open_length = 0;
       }
     }
   }
-  if (token_length > 0) keep_number(numbers, token_value(token, token_length));
+  if (open_length > 0) {
+    token_length[tokens % 3] = open_length;
+    tokens++;
+  }
+  numbers->count = tokens;
+  // The newest token goes last, as when every token is shifted in.
+  int kept = tokens < 3 ? tokens : 3;
+  for (int k = 0; k < kept; k++) {
+    int t = (tokens - kept + k) % 3;
+    numbers->value[3 - kept + k] = token_value(token[t], token_length[t]);
+  }
 }
 
 extern "C" {
