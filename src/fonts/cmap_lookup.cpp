@@ -54,9 +54,11 @@ void extend_slot(CmapIndex& slot, const FontRecord& font, int count) {
 
 // The slot for this font, built or brought up to `count` pairs.
 CmapIndex& slot_for(int font_index, const FontRecord& font, int count) {
-  // The slot of the previous look-up first: the characters of a string share one font.
+  // The slot of the previous look-up first: the characters of a string share one font. Its
+  // ends were checked when it was last built or reached below, and every writer of the map
+  // forgets the font's slot, so the same font and count are enough here.
   CmapIndex& last = cmap_index_slots[cmap_index_last_slot];
-  if (last.font_index == font_index && last.table == Font_CMAP && last.count == count && ends_hold(last, font)) {
+  if (last.font_index == font_index && last.table == Font_CMAP && last.count == count) {
     return last;
   }
   for (CmapIndex& slot : cmap_index_slots) {

@@ -7,6 +7,7 @@
 // of Pages[page], GLOBAL_PAGE_CMAP, GLOBAL_FONT_SIZE, GLOBAL_ACTUAL_TEXT_FLAG.
 // Limits: MAX_TEXT_BOXES boxes per stream; NO_BOX_STREAM_LIMIT bytes of a stream without boxes;
 // TEXT_APPEND_LIMIT bytes of line, cell and hex text; HEAD_APPEND_LIMIT for headline appends.
+#include <climits>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -189,6 +190,17 @@ void text_font_lookup_end(void) { font_lookup_clear(); }
 
 }  // extern "C"
 
+// strtol of `n` decimal digits (nothing else): LONG_MAX past its range, as strtol gives.
+static long digits_value(const char* digits, int n) {
+  unsigned long v = 0;
+  for (int k = 0; k < n; k++) {
+    unsigned long d = static_cast<unsigned long>(digits[k] - '0');
+    if (v > (static_cast<unsigned long>(LONG_MAX) - d) / 10) return LONG_MAX;
+    v = v * 10 + d;
+  }
+  return static_cast<long>(v);
+}
+
 // ---- font reader: the name and size in the TF_WINDOW bytes in front of the "T" of Tf at i ----
 static void read_font_operator(int i, int inside_box) {
   int w = i - TF_WINDOW > 0 ? i - TF_WINDOW : 0;
@@ -217,7 +229,7 @@ static void read_font_operator(int i, int inside_box) {
     if (size_state == 1 && (b == ' ' || b == '.' || b == '\n' || b == '\r')) {
       size_state = 2;
       digits[digit_len] = 0;
-      font_size = static_cast<int>(strtol(digits, nullptr, 10));
+      font_size = static_cast<int>(digits_value(digits, digit_len));
       if (inside_box && font_size == 0) font_size = 1;
       if (font_size > 1) text_scale = 1.0f;
     }
