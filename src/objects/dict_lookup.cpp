@@ -36,8 +36,14 @@ int dict_search_buffer(int start, int stop, const int32_t* key, int key_length) 
   if (key_length < 1) return -1;
   int from = start < 0 ? 0 : start;
   int end = stop < buffer_capacity ? stop : buffer_capacity;
+  if (key[0] < 0 || key[0] > 255) return -1;  // no byte equals it
+  // Each place of the first byte is found by memchr, the same places a byte-by-byte walk tests.
+  const unsigned char first = static_cast<unsigned char>(key[0]);
   for (int i = from; i < end; i++) {
-    if (buffer[i] == key[0] && rest_of_key_matches(i, key, key_length)) return 1;
+    const void* hit = memchr(buffer + i, first, static_cast<size_t>(end - i));
+    if (hit == nullptr) return -1;
+    i = static_cast<int>(static_cast<const unsigned char*>(hit) - buffer);
+    if (rest_of_key_matches(i, key, key_length)) return 1;
   }
   return -1;
 }

@@ -3,6 +3,7 @@
 // Reads: buffer[0, file_length). Writes: obj[], global_obj_counter, global_tmp_obj, catalog,
 // the get_obj index (obj_first_index_of, obj_indexed_*).
 // Limits: GLOBAL_MAX_OBJ records; objects past it do not exist for the document.
+#include <cstdint>
 #include <cstring>
 #include <unordered_map>
 
@@ -106,6 +107,26 @@ static constexpr struct KeywordStarts {
   constexpr bool operator[](unsigned char c) const { return at[c]; }
 } KEYWORD_START{};
 
+// The first position in [i, end) whose byte starts one of those keywords, or end. Eight bytes
+// are tested at a time while none of them can: a word holds the byte c when some byte of
+// w ^ (c * 0x01..01) is zero, which (x - 0x01..01) & ~x & 0x80..80 tells exactly.
+static int next_keyword_start(const unsigned char* bytes, int i, int end) {
+  constexpr uint64_t ONES = 0x0101010101010101ULL;
+  constexpr uint64_t HIGHS = 0x8080808080808080ULL;
+  auto holds = [](uint64_t w, unsigned char c) {
+    uint64_t x = w ^ (ONES * c);
+    return (x - ONES) & ~x & HIGHS;
+  };
+  while (i + 8 <= end) {
+    uint64_t w;
+    memcpy(&w, bytes + i, sizeof w);
+    if ((holds(w, '<') | holds(w, '>') | holds(w, 'e')) != 0) break;
+    i += 8;
+  }
+  while (i < end && !KEYWORD_START[bytes[i]]) i++;
+  return i;
+}
+
 static inline bool bytes_are(int i, const char* word, int length) {
   for (int k = 0; k < length; k++) {
     if (buffer[i + k] != static_cast<unsigned char>(word[k])) return false;
@@ -162,7 +183,7 @@ int build_obj_master_list(int file_length) {
       if (next == nullptr) break;
       i = static_cast<int>(static_cast<const unsigned char*>(next) - buffer);
     } else {
-      while (i < file_length && !KEYWORD_START[buffer[i]]) i++;
+      i = next_keyword_start(buffer, i, file_length);
       if (i >= file_length) break;
     }
     // ---- 1. object start ----
