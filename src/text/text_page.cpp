@@ -91,7 +91,11 @@ void append_bytes(char* dst, int* len, int size, const char* src, int n) {
   int room = size - 1 - *len;
   if (n > room) n = room;
   if (n <= 0) return;
-  memcpy(dst + *len, src, n);
+  if (n <= 8) {
+    for (int k = 0; k < n; k++) dst[*len + k] = src[k];  // one character's text, most often
+  } else {
+    memcpy(dst + *len, src, n);
+  }
   *len += n;
   dst[*len] = 0;
 }
@@ -121,7 +125,7 @@ static void buffers_begin(void) {
   cell_text_len = 0;
 }
 
-static int font_is_known(int f) {
+__attribute__((always_inline)) inline static int font_is_known(int f) {
   return f >= 0 && f < GLOBAL_MAX_FONT_ENCODINGS && Font_CMAP != nullptr;
 }
 
@@ -508,7 +512,7 @@ static int operator_after(int i) {
   return -1;
 }
 
-static int char_width(int code) {
+__attribute__((always_inline)) inline static int char_width(int code) {
   const int f = font_index;
   if (!font_is_known(f)) return 500;
   if (code < 0 || code >= FONT_WIDTHS_SIZE) return 0;
@@ -517,7 +521,7 @@ static int char_width(int code) {
 
 // Mapped code of one literal string character: the font's map, else the code as it stands
 // (no-break space as a blank, the ligature slots of kinds 1, 2, 3), then the accent folds.
-static int map_literal_code(int code, int unknown_escape) {
+__attribute__((always_inline)) inline static int map_literal_code(int code, int unknown_escape) {
   const int f = font_index;
   int mapped = unknown_escape ? -2 : cmap_get_char(code, f);
   int known = font_is_known(f);
@@ -552,7 +556,7 @@ static inline int short_text_length(const char* text) {
 
 // The width times the size is formed in 64 bits: both come from the file unchecked, and their
 // product, exact in 64 bits, turns into the same float an int product in range would.
-static void move_pen_after(int code) {
+__attribute__((always_inline)) inline static void move_pen_after(int code) {
   last_char_width = char_width(code);
   tml_x = tml_x + static_cast<int64_t>(last_char_width) * font_size * text_scale / 1000.0f;
 }
@@ -562,8 +566,19 @@ static void move_pen_after(int code) {
 static void show_plain_char(int code, int unknown_escape, int escape) {
   int mapped = map_literal_code(code, unknown_escape);
   if (mapped == -1 && font_is_known(font_index)) return;
-  const char* out = char_special_handler_string(mapped, escape);
-  int n = short_text_length(out);
+  const char* out;
+  int n;
+  if (mapped >= 32 && mapped <= 127) {
+    // A printable ASCII code is its own one-byte text: what the character writer gives for it,
+    // written into its scratch as it would be, without the call.
+    char_string_scratch[0] = static_cast<char>(mapped);
+    char_string_scratch[1] = 0;
+    out = char_string_scratch;
+    n = 1;
+  } else {
+    out = char_special_handler_string(mapped, escape);
+    n = short_text_length(out);
+  }
   append_line(out, n);
   append_cell(out, n);
   if (n == 0) return;
