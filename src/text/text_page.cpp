@@ -320,6 +320,13 @@ static void place_images_at(int i, int* img_on_page_count, PageRecord* record) {
   }
 }
 
+// The bytes the scan acts on outside a box.
+static constexpr struct ScanActs {
+  bool at[256] = {};
+  constexpr ScanActs() : at() { at['B'] = at['/'] = at['T'] = at['c'] = true; }
+  constexpr bool operator[](unsigned char c) const { return at[c]; }
+} SCAN_ACTS_OUTSIDE{};
+
 // ---- 2. the scan: text boxes, cm, fonts and image names outside the boxes ----
 static int scan_stream(void) {
   int box_count = 0;
@@ -342,6 +349,10 @@ static int scan_stream(void) {
       i = static_cast<int>(static_cast<const unsigned char*>(e) - bytes);
     } else if (in_bt && !deep) {  // repair: on to the next "E" or string
       while (i < length && bytes[i] != 'E' && bytes[i] != '(' && bytes[i] != '<') i++;
+      if (i >= length) break;
+    } else if (!deep) {
+      // Outside a box only "B" (BT), "/" (an image name), "T" (Tf) and "c" (cm) act here.
+      while (i < length && !SCAN_ACTS_OUTSIDE[bytes[i]]) i++;
       if (i >= length) break;
     }
     unsigned char c = bytes[i];

@@ -60,23 +60,25 @@ static void read_window_numbers(const char* bytes, int length, WindowNumbers* nu
   if (bytes == nullptr) return;
   char token[3][READER_TOKEN_SIZE];
   int token_length[3] = {0, 0, 0};
-  int tokens = 0;  // tokens closed; the open one is written at token[tokens % 3]
+  int tokens = 0;  // tokens closed
+  int slot = 0;    // tokens % 3: where the open token is written
   int open_length = 0;
   for (int i = 0; i < length; i++) {
     unsigned char c = static_cast<unsigned char>(bytes[i]);
     if (c == 0) break;
     if ((c >= '0' && c <= '9') || c == '.' || (c == '-' && open_length == 0)) {
-      if (open_length < READER_TOKEN_SIZE - 1) token[tokens % 3][open_length++] = static_cast<char>(c);
+      if (open_length < READER_TOKEN_SIZE - 1) token[slot][open_length++] = static_cast<char>(c);
     } else if (c == ' ' || c == '\n' || c == '\r') {
       if (open_length > 0) {
-        token_length[tokens % 3] = open_length;
+        token_length[slot] = open_length;
         tokens++;
+        slot = slot == 2 ? 0 : slot + 1;
         open_length = 0;
       }
     }
   }
   if (open_length > 0) {
-    token_length[tokens % 3] = open_length;
+    token_length[slot] = open_length;
     tokens++;
   }
   numbers->count = tokens;
