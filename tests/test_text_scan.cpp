@@ -121,6 +121,20 @@ TEST(TextStateReader, TmCmAndTdOperands) {
   EXPECT_FLOAT_EQ(get_text_state(longer, 11)->y, 6) << "the length ends the window";
 }
 
+// Operands are read exactly as strtod reads them, narrowed to float, also where the short-number
+// path gives way to the general one (15 and 16 digits, long fractions, signs of zero).
+TEST(TextStateReader, NumbersAsStrtodReadsThem) {
+  const char* tokens[] = {"123456789012345", "1234567890123456", "0.000000000000001", "99999999999999.9",
+                          "0.1", "-0", "-0.0", "3.4028236e", "16777217", "-.5", "1.", "0.30000000000000004",
+                          "9007199254740993", "1.5.2", "000000000000000012.5"};
+  for (const char* t : tokens) {
+    std::string w = std::string("0 ") + t;
+    float want = static_cast<float>(strtod(t, nullptr));
+    float got = get_text_state_from_td(&w[0], static_cast<int>(w.size()))->y;
+    EXPECT_EQ(memcmp(&got, &want, sizeof got), 0) << t << ": " << got << " against " << want;
+  }
+}
+
 TEST(TextDistance, OnlyTheVerticalGapCounts) {
   struct { float x1, y1, x2, y2; int size, expected; const char* why; } rows[] = {
       {10, 100.5f, 10, 0, 10, 2, "gap above 100"}, {10, 100, 10, 0, 10, 1, "exactly 100 is not above 100"},
