@@ -24,7 +24,8 @@ struct HexRun {
 
   // A character that does not fit whole is dropped, so the text never ends in half of one.
   void append(const char* s) {
-    int n = static_cast<int>(strlen(s));
+    int n = 0;
+    while (s[n] != 0) n++;  // one character's text, a few bytes: cheaper inline than a call
     if (length + n > HEX_RESULT_SIZE - 1) return;
     memcpy(result + length, s, n);
     length += n;

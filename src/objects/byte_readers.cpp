@@ -82,7 +82,15 @@ static int collect_number_text(const int64_t* array, char* text) {
 // atoi of a 0-ended byte array, blanks dropped, at most 45 characters; -1 when empty.
 int get_int_from_byte_array(int64_t* array) {
   char text[NUMBER_TEXT_MAX + 1];
-  if (collect_number_text(array, text) == 0) return -1;
+  int length = collect_number_text(array, text);
+  if (length == 0) return -1;
+  // Up to nine plain digits are their own value, as atoi reads them, without the call.
+  if (length <= 9) {
+    int value = 0;
+    int k = 0;
+    while (k < length && text[k] >= '0' && text[k] <= '9') value = value * 10 + (text[k++] - '0');
+    if (k == length) return value;
+  }
   return atoi(text);
 }
 
