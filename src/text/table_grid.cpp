@@ -61,8 +61,11 @@ static int all_blanks(const char* text) {
 static void store_cell(int row, int cell, int x, int y) {
   if (cell < GRID_ROW_CELLS) {
     GridCell& g = grid_cells[row][cell];
-    strncpy(g.text, cell_text, GRID_CELL_TEXT - 1);
-    g.text[GRID_CELL_TEXT - 1] = 0;
+    // The text and its end; every reader of a cell reads it as a text, so the bytes behind the
+    // end are not padded with zeros on every store.
+    size_t n = strnlen(cell_text, GRID_CELL_TEXT - 1);
+    memcpy(g.text, cell_text, n);
+    g.text[n] = 0;
     g.x = x;
     g.y = y;
   }
