@@ -62,8 +62,8 @@ CmapIndex& slot_for(int font_index, const FontRecord& font, int count) {
     return last;
   }
   for (CmapIndex& slot : cmap_index_slots) {
-    cmap_index_last_slot = static_cast<int>(&slot - cmap_index_slots);
     if (slot.font_index != font_index || slot.table != Font_CMAP) continue;
+    cmap_index_last_slot = static_cast<int>(&slot - cmap_index_slots);
     if (slot.count > count || !ends_hold(slot, font)) {
       clear_slot(slot);
       slot.font_index = font_index;

@@ -101,11 +101,7 @@ int get_obj(int number) {
 // ---- the object scan ----
 
 // The first bytes of the keywords inside an object: "<<", ">>" and "endobj".
-static constexpr struct KeywordStarts {
-  bool at[256] = {};
-  constexpr KeywordStarts() : at() { at['<'] = at['>'] = at['e'] = true; }
-  constexpr bool operator[](unsigned char c) const { return at[c]; }
-} KEYWORD_START{};
+static constexpr ByteSet KEYWORD_START("<>e");
 
 // The first position in [i, end) whose byte starts one of those keywords, or end. Eight bytes
 // are tested at a time while none of them can: a word holds the byte c when some byte of

@@ -164,7 +164,9 @@ static void write_rows_pipelined(PGconn* conn, const char* statement, int start,
   }
   PQexitPipelineMode(conn);
   // A run's kept connection goes on to the next call, which prepares the statement again.
-  if (prepared_made && conn == pg_session_conn) PQclear(PQexec(conn, "DEALLOCATE pdfbriks_brik_insert"));
+  if (prepared_made && conn == pg_session_conn) {
+    PQclear(PQexec(conn, (std::string("DEALLOCATE ") + PG_PREPARED).c_str()));
+  }
   // ---- whatever is still pending goes one row at a time ----
   for (int k = 0; k < n; k++) {
     if (state[k] != PENDING) continue;

@@ -7,6 +7,16 @@
 #include <cstdint>
 #include <cstdio>
 
+// A set of byte values fixed at compile time: the scans pass over the bytes outside it in one
+// step, since only a byte in it can make them act.
+struct ByteSet {
+  bool has[256] = {};
+  constexpr explicit ByteSet(const char* bytes) {
+    for (const char* p = bytes; *p != 0; p++) has[static_cast<unsigned char>(*p)] = true;
+  }
+  constexpr bool operator[](unsigned char c) const { return has[c]; }
+};
+
 extern "C" {
 
 // ---- capacities and tuning values with a built-in value ----

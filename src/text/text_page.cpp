@@ -321,11 +321,7 @@ static void place_images_at(int i, int* img_on_page_count, PageRecord* record) {
 }
 
 // The bytes the scan acts on outside a box.
-static constexpr struct ScanActs {
-  bool at[256] = {};
-  constexpr ScanActs() : at() { at['B'] = at['/'] = at['T'] = at['c'] = true; }
-  constexpr bool operator[](unsigned char c) const { return at[c]; }
-} SCAN_ACTS_OUTSIDE{};
+static constexpr ByteSet SCAN_ACTS_OUTSIDE("B/Tc");
 
 // ---- 2. the scan: text boxes, cm, fonts and image names outside the boxes ----
 static int scan_stream(void) {
@@ -906,16 +902,8 @@ static void hex_byte(unsigned char c) {
 
 // The bytes that make a step act outside strings: "\\", "(", "<", "[" and "T" always, "B"
 // and "E" outside an array, "]", "-", "." and the digits inside one.
-static constexpr struct ByteActs {
-  bool outside_array[256] = {};
-  bool in_array[256] = {};
-  constexpr ByteActs() : outside_array(), in_array() {
-    for (unsigned char c : {'\\', '(', '<', '[', 'T'}) outside_array[c] = in_array[c] = true;
-    outside_array['B'] = outside_array['E'] = true;
-    for (unsigned char c : {']', '-', '.'}) in_array[c] = true;
-    for (int c = '0'; c <= '9'; c++) in_array[c] = true;
-  }
-} BYTE_ACTS{};
+static constexpr ByteSet ACTS_OUTSIDE_ARRAY("\\(<[TBE");
+static constexpr ByteSet ACTS_IN_ARRAY("\\(<[T]-.0123456789");
 
 // ---- 4. one text box: every byte of [box_start, box_stop) through the steps a to p ----
 static void decode_box(int box) {
@@ -944,7 +932,7 @@ static void decode_box(int box) {
     // ACTS_OUTSIDE_ARRAY, or of ACTS_IN_ARRAY inside an array. The bytes in between are passed
     // over in one step; none of them changes anything, so what follows is the same.
     if (!m.string && !m.hex && !m.escape) {
-      const bool* acts = m.array ? BYTE_ACTS.in_array : BYTE_ACTS.outside_array;
+      const ByteSet& acts = m.array ? ACTS_IN_ARRAY : ACTS_OUTSIDE_ARRAY;
       while (i < stop && !acts[bytes[i]]) i++;
       if (i >= stop) break;
     }
