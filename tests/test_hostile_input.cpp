@@ -199,9 +199,9 @@ TEST(HostileInput, ObjectSoups) {
 TEST(HostileInput, MutatedTestData) {
   Dice d(20261123);
   std::vector<std::string> originals;
-  for (const char* f : {"table_office.pdf", "text_letter_office.pdf", "text_poster_ps.pdf"})
+  for (const char* f : {"table_office.pdf", "text_poster_ps.pdf"})
     originals.push_back(read_file(std::string(PDFBRIKS_TEST_DATA) + "/" + f));
-  for (int k = 0; k < 120; k++) run_one(mutate(d, originals[d.below(3)]));
+  for (int k = 0; k < 120; k++) run_one(mutate(d, originals[d.below(static_cast<int>(originals.size()))]));
 }
 
 }  // namespace

@@ -15,8 +15,7 @@ sys.path.insert(0, str(ROOT / "python"))
 import pdfbriks  # noqa: E402
 
 GOOD = sorted([ROOT / "samples" / n for n in ("letter.pdf", "report.pdf", "tables.pdf")] + [
-    ROOT / "tests/data" / n for n in ("table_office.pdf", "text_letter_office.pdf",
-                                      "text_poster_ps.pdf")])
+    ROOT / "tests/data" / n for n in ("table_office.pdf", "text_poster_ps.pdf")])
 
 
 def pytest_collection_modifyitems(config, items):
@@ -31,7 +30,7 @@ def pytest_collection_modifyitems(config, items):
 
 @pytest.fixture
 def pdf_folder(tmp_path):
-    """Six real PDFs under two names each (twelve documents), and "broken.pdf" (no catalog)."""
+    """The real PDFs of GOOD under two names each, and "broken.pdf" (no catalog)."""
     folder = tmp_path / "in"
     folder.mkdir()
     for copy in ("a", "b"):

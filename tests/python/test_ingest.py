@@ -9,6 +9,8 @@ from pdfbriks import briks, db as dbside, runner
 from pdfbriks.ingest import ingest
 from pdfbriks.runner import IngestConfig
 
+from conftest import GOOD
+
 pytestmark = pytest.mark.needs_lib
 
 
@@ -76,8 +78,9 @@ def test_file_mode_gives_each_worker_its_numbers_and_its_file(tmp_path, pdf_fold
         for b in briks.read_briks(tmp_path / "work" / f"briks-w{w}.txt"):
             seen.setdefault(b["file_source"], set()).add(b["doc_ID"])
             assert b["doc_ID"] in {r.doc for r in mine}
-    assert sorted(r.doc for r in totals.results) == list(range(100, 113))
-    assert len(seen) == 12 and all(len(d) == 1 for d in seen.values())
+    docs = 2 * len(GOOD)
+    assert sorted(r.doc for r in totals.results) == list(range(100, 100 + docs + 1))
+    assert len(seen) == docs and all(len(d) == 1 for d in seen.values())
     assert totals.blocks == sum(1 for w in "01" for _ in
                                 briks.read_briks(tmp_path / "work" / f"briks-w{w}.txt"))
 
@@ -110,13 +113,14 @@ def test_a_file_that_kills_or_hangs_its_worker_costs_that_file_only(
     totals = ingest(str(pdf_folder) + "/", config(tmp_path, database, file_timeout=5,
                                                   batch_files=batch_files),
                     workers=2, progress=False)
-    assert (totals.files, totals.documents, totals.crashed, totals.timed_out) == (15, 12, 1, 1)
+    docs = 2 * len(GOOD)
+    assert (totals.files, totals.documents, totals.crashed, totals.timed_out) == (docs + 3, docs, 1, 1)
     kind, db, account, library = database
     assert sorted(events(kind, db, account)) == sorted([
         (str(pdf_folder / "a_crash.pdf"), runner.CRASHED),
         (str(pdf_folder / "b_hang.pdf"), runner.TIMEOUT),
         (str(pdf_folder / "broken.pdf"), "NO_CATALOG")])
-    assert dbside.library_totals(kind, db, account=account, library=library)["documents"] == 12
+    assert dbside.library_totals(kind, db, account=account, library=library)["documents"] == docs
     log = (tmp_path / "run.log").read_text()  # the crash began once: a batch names it
     assert "file failed - PARSER_CRASHED" in log and log.count("- a_crash.pdf \n") == 1
 
